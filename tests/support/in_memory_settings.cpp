@@ -294,10 +294,12 @@ int InMemoryTv::Platform::invoke(const std::string& key, const Texts& texts,
                                  std::shared_ptr<ActionHandler> handler) {
   const std::lock_guard lock(tv.mutex);
   const int status = tv.isGone ? -ENODEV : key != kSendKey ? -ENOENT : tv.invokeResult;
+  const bool isKey = texts.size() == 1 && texts.front().rfind("KEY_", 0) == 0;
+  const int outcome = tv.actionOutcome == 0 && !isKey ? -EINVAL : tv.actionOutcome;
   tv.record.add("action.invoke " + key + " " + describe(Value(texts)) + " -> " +
                 std::to_string(status));
   if (status == 0 && handler) {
-    tv.settingsQueue.post([handler = std::move(handler), outcome = tv.actionOutcome] {
+    tv.settingsQueue.post([handler = std::move(handler), outcome] {
       if (outcome == 0) {
         handler->onActionResult(ValueObject(0));
       } else {

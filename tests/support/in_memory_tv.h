@@ -154,8 +154,9 @@ class InMemoryTv {
 
   // invoke() answers |status| and reports nothing more.
   void failInvoke(int status);
-  // What the handler hears after an invoke(): 0 onActionResult(), else onActionFailed(status). The
-  // handler is called by the next changes() or deliverPending().
+  // What the handler hears after an invoke(): 0 onActionResult(), else onActionFailed(status); and
+  // of what is no key, onActionFailed(-EINVAL). It hears it by the next changes() or
+  // deliverPending().
   void actionEnds(int status);
 
   // ---- Command bus.

@@ -335,8 +335,7 @@ int APMBridge::processAirPlayMessage(const Json::Value& root) {
   return -1;
 }
 
-int APMBridge::startFrom(IAirPlayBridge& bridge, const std::string& from,
-                         const Json::Value& root) {
+int APMBridge::startFrom(IAirPlayBridge& bridge, const std::string& from, const Json::Value& root) {
   struct Row {
     const char* from;
     int (IAirPlayBridge::*start)();
