@@ -181,15 +181,21 @@ bool Client::restore() {
         isThere = set.Attach(client);
         return 0;
       });
-  if (status != 0) return false;
+  if (status != 0) {
+    return false;
+  }
   available = isThere;
   registrationsDue = !isThere;  // then as soon as it is
-  if (!isThere) return true;
+  if (!isThere) {
+    return true;
+  }
 
   std::vector<std::string> names;
   {
     const std::lock_guard<std::mutex> lock(mutex);
-    for (const auto& registration : registrations) names.push_back(registration.first);
+    for (const auto& registration : registrations) {
+      names.push_back(registration.first);
+    }
   }
   return std::all_of(names.begin(), names.end(),
                      [this](const std::string& name) { return callRegister(name) == 0; });
@@ -197,7 +203,9 @@ bool Client::restore() {
 
 void Client::availableChanged(bool isAvailable) {
   available = isAvailable;
-  if (isAvailable && registrationsDue) link.restoreAgain();
+  if (isAvailable && registrationsDue) {
+    link.restoreAgain();
+  }
 }
 
 int Client::callRegister(const std::string& name) {
@@ -207,20 +215,26 @@ int Client::callRegister(const std::string& name) {
 }
 
 int Client::registerApp(const std::string& name, const Callbacks& callbacks) {
-  if (!callbacks || !isBusText(name)) return -EINVAL;
+  if (!callbacks || !isBusText(name)) {
+    return -EINVAL;
+  }
   Callbacks before;
   std::shared_ptr<Registration> mine;
   {
     // First: "register_ok" may be here before the answer.
     const std::lock_guard<std::mutex> lock(mutex);
     auto& entry = registrations[name];
-    if (!entry) entry = std::make_shared<Registration>();
+    if (!entry) {
+      entry = std::make_shared<Registration>();
+    }
     mine = entry;
     const std::lock_guard<std::mutex> entryLock(mine->mutex);
     before = std::exchange(mine->callbacks, callbacks);
   }
   const int status = callRegister(name);
-  if (status == 0) return 0;
+  if (status == 0) {
+    return 0;
+  }
   if (before) {
     const std::lock_guard<std::mutex> lock(mine->mutex);
     mine->callbacks = before;
@@ -239,7 +253,9 @@ int Client::unregisterApp(const std::string& name) {
   {
     const std::lock_guard<std::mutex> lock(mutex);
     const auto found = registrations.find(name);
-    if (found == registrations.end()) return -ENOENT;
+    if (found == registrations.end()) {
+      return -ENOENT;
+    }
     mine = std::move(found->second);
     registrations.erase(found);
   }
@@ -251,7 +267,9 @@ int Client::unregisterApp(const std::string& name) {
 }
 
 int Client::setAppStatus(const std::string& name, int status) {
-  if (!isBusText(name)) return -EINVAL;
+  if (!isBusText(name)) {
+    return -EINVAL;
+  }
   return link.call<AppManagerProxy>(kCallTimeout,
                                     [&](AppManagerProxy& set, const std::string& /*client*/) {
                                       return set.SetAppStatus(name, status);
@@ -279,12 +297,13 @@ void Client::called(std::uint64_t id, const std::string& app, const std::string&
   const std::lock_guard<std::mutex> lock(mutex);  // against unregisterApp(): no post after it
   const auto registration = find(app);
   int refusal = 0;
-  if (!registration)
+  if (!registration) {
     refusal = -ENOENT;
-  else if (row == std::end(kOperations))
+  } else if (row == std::end(kOperations)) {
     refusal = -ENOSYS;
-  else if (texts.size() != row->texts)
+  } else if (texts.size() != row->texts) {
     refusal = -EINVAL;
+  }
   if (refusal != 0) {
     hostLog().warn("application manager: {} of {} with {} texts is refused: {}", operation, app,
                    texts.size(), std::strerror(-refusal));
@@ -292,7 +311,9 @@ void Client::called(std::uint64_t id, const std::string& app, const std::string&
     return;
   }
   Texts arguments;
-  for (const Bytes& text : texts) arguments.push_back(host_platform::toText(text));
+  for (const Bytes& text : texts) {
+    arguments.push_back(host_platform::toText(text));
+  }
   callbackThread.post(registration.get(),
                       [this, id, row, registration, arguments = std::move(arguments), reason] {
                         Callbacks callbacks;

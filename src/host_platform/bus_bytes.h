@@ -14,4 +14,7 @@ inline Bytes toBytes(const std::string& text) { return {text.begin(), text.end()
 
 inline std::string toText(const Bytes& bytes) { return {bytes.begin(), bytes.end()}; }
 
+// Whether |text| may be a D-Bus string, as names and keys are: valid UTF-8 without NUL.
+bool isBusText(const std::string& text);
+
 }  // namespace host_platform

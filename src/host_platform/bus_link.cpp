@@ -3,12 +3,15 @@
 #include <poll.h>
 #include <pthread.h>
 #include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -26,7 +29,35 @@ constexpr milliseconds kRetryPause{250};
 constexpr char kBusName[] = "org.freedesktop.DBus";
 constexpr char kBusPath[] = "/org/freedesktop/DBus";
 
+// Throws when nobody listens at |address|. sdbus-c++ leaks a connection that can't be opened, and a
+// bus that is gone is asked for four times a second.
+void probe(const std::string& address) {
+  constexpr char kPrefix[] = "unix:path=";
+  if (address.rfind(kPrefix, 0) != 0) {
+    return;
+  }
+  const std::string path = address.substr(sizeof kPrefix - 1);
+  sockaddr_un name{};
+  name.sun_family = AF_UNIX;
+  // Options, alternatives and escapes are left to the real attempt.
+  if (path.find_first_of(",;%") != std::string::npos || path.size() >= sizeof name.sun_path) {
+    return;
+  }
+  path.copy(name.sun_path, path.size());
+  const int probeFd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+  if (probeFd < 0) {
+    return;
+  }
+  const int result = connect(probeFd, reinterpret_cast<const sockaddr*>(&name), sizeof name);
+  const int error = errno;
+  ::close(probeFd);
+  if (result != 0) {
+    throw std::system_error(error, std::generic_category());
+  }
+}
+
 std::unique_ptr<sdbus::IConnection> connectTo(const std::string& address) {
+  probe(address);
   auto connection = sdbus::createSessionBusConnectionWithAddress(address);
   connection->setMethodCallTimeout(kCallTimeout);
   return connection;
@@ -42,22 +73,14 @@ std::string askForSet(sdbus::IConnection& connection) {
         .withArguments(std::string(benchtv::kSetName))
         .storeResultsTo(owner);
   } catch (const sdbus::Error& error) {
-    if (error.getName() != "org.freedesktop.DBus.Error.NameHasNoOwner") throw;
+    if (error.getName() != "org.freedesktop.DBus.Error.NameHasNoOwner") {
+      throw;
+    }
   }
   return owner;
 }
 
 }  // namespace
-
-bool isBusText(const std::string& text) {
-  if (text.find('\0') != std::string::npos) return false;
-  try {
-    (void)sdbus::Variant(text);  // checked by the one who would carry it
-    return true;
-  } catch (const sdbus::Error&) {
-    return false;
-  }
-}
 
 BusLink::BusLink(LinkUser& linkUser, std::string linkName, std::string linkConsequence)
     : user(linkUser), name(std::move(linkName)), consequence(std::move(linkConsequence)) {}
@@ -79,13 +102,17 @@ void BusLink::start() {
 }
 
 void BusLink::awaitFirstAttempt() {
-  if (attempted.load(std::memory_order_acquire)) return;
+  if (attempted.load(std::memory_order_acquire)) {
+    return;
+  }
   std::unique_lock<std::mutex> lock(mutex);
   (void)firstAttempt.wait_until(lock, firstDeadline, [this] { return attempted.load(); });
 }
 
 void BusLink::firstAttemptEnded() {
-  if (attempted.load(std::memory_order_relaxed)) return;
+  if (attempted.load(std::memory_order_relaxed)) {
+    return;
+  }
   {
     const std::lock_guard<std::mutex> lock(mutex);
     attempted.store(true, std::memory_order_release);
@@ -128,7 +155,9 @@ void BusLink::open(Listener& listener) {
       });
   openCaller(listener.connection->getUniqueName());
   ownerChanged(askForSet(*listener.connection));
-  if (setOwner.empty()) report(State::kNoSet);
+  if (setOwner.empty()) {
+    report(State::kNoSet);
+  }
 }
 
 void BusLink::openCaller(const std::string& client) {
@@ -144,17 +173,23 @@ void BusLink::serve(Listener& listener) {
   for (;;) {
     restoreWhenDue();
     firstAttemptEnded();
-    if (listener.connection->processPendingRequest()) continue;
+    if (listener.connection->processPendingRequest()) {
+      continue;
+    }
     waitForWork(*listener.connection);
     std::unique_lock<std::mutex> lock(mutex);
-    if (caller) continue;
+    if (caller) {
+      continue;
+    }
     lock.unlock();
     openCaller(listener.connection->getUniqueName());
   }
 }
 
 void BusLink::restoreWhenDue() {
-  if (setOwner.empty() || restored || Clock::now() < nextRestore) return;
+  if (setOwner.empty() || restored || Clock::now() < nextRestore) {
+    return;
+  }
   restored = true;  // user.restore() may call for another one
   if (user.restore()) {
     restoreFailed = false;
@@ -163,9 +198,10 @@ void BusLink::restoreWhenDue() {
   }
   restored = false;
   nextRestore = Clock::now() + kRetryPause;
-  if (!restoreFailed)
+  if (!restoreFailed) {
     hostLog().warn("{}: the set is there but does not take us back, trying on: {}", name,
                    consequence);
+  }
   restoreFailed = true;
 }
 
@@ -179,17 +215,25 @@ void BusLink::waitForWork(sdbus::IConnection& connection) {
   pollfd sources[] = {{bus.fd, bus.events, 0}, {wakeFd, POLLIN, 0}};
   (void)poll(sources, 2, timeout);
   std::uint64_t count = 0;
-  if (sources[1].revents != 0) (void)!read(wakeFd, &count, sizeof count);
+  if (sources[1].revents != 0) {
+    (void)!read(wakeFd, &count, sizeof count);
+  }
 }
 
 void BusLink::ownerChanged(const std::string& owner) {
-  if (owner == setOwner) return;
-  if (!setOwner.empty()) user.setLost();
+  if (owner == setOwner) {
+    return;
+  }
+  if (!setOwner.empty()) {
+    user.setLost();
+  }
   setOwner = owner;
   restored = false;
   restoreFailed = false;
   nextRestore = {};
-  if (owner.empty()) report(State::kNoSet);
+  if (owner.empty()) {
+    report(State::kNoSet);
+  }
 }
 
 void BusLink::close() {
@@ -197,13 +241,17 @@ void BusLink::close() {
     const std::lock_guard<std::mutex> lock(mutex);
     caller = nullptr;
   }
-  if (!setOwner.empty()) user.setLost();
+  if (!setOwner.empty()) {
+    user.setLost();
+  }
   setOwner.clear();
   restored = false;
 }
 
 void BusLink::report(State next, const std::string& reason) {
-  if (next == state) return;
+  if (next == state) {
+    return;
+  }
   const State before = std::exchange(state, next);
   switch (next) {
     case State::kUnknown:
@@ -216,7 +264,9 @@ void BusLink::report(State next, const std::string& reason) {
       hostLog().warn("{}: no set at {}: {} until it is back", name, address, consequence);
       break;
     case State::kThere:
-      if (before != State::kUnknown) hostLog().info("{}: the set is there", name);
+      if (before != State::kUnknown) {
+        hostLog().info("{}: the set is there", name);
+      }
       break;
   }
 }
@@ -226,8 +276,12 @@ int BusLink::callSet(milliseconds timeout, const Exchange& exchange) {
   std::shared_ptr<Caller> mine;
   {
     std::unique_lock<std::mutex> lock(mutex);
-    if (!turnEnded.wait_until(lock, deadline, [this] { return !calling; })) return -ETIMEDOUT;
-    if (!caller) return -ENODEV;
+    if (!turnEnded.wait_until(lock, deadline, [this] { return !calling; })) {
+      return -ETIMEDOUT;
+    }
+    if (!caller) {
+      return -ENODEV;
+    }
     mine = caller;
     calling = true;
   }
@@ -244,9 +298,9 @@ int BusLink::exchangeWith(Caller& mine, Clock::time_point deadline, const Exchan
   int status = -EIO;
   try {
     // Answers that came after their caller had given up stay in the connection until thrown away.
-    if (mine.hasLateAnswers)
-      while (mine.connection->processPendingRequest()) continue;
-    mine.hasLateAnswers = false;
+    while (mine.hasLateAnswers) {
+      mine.hasLateAnswers = mine.connection->processPendingRequest();
+    }
     const auto left = std::chrono::duration_cast<milliseconds>(deadline - Clock::now());
     mine.connection->setMethodCallTimeout(std::max(left, milliseconds(1)));
     status = exchange(*mine.proxy, mine.client);
@@ -280,9 +334,14 @@ int BusLink::statusOf(const sdbus::Error& error) {
       {"org.freedesktop.DBus.Error.InvalidArgs", -EINVAL},
       {"org.freedesktop.DBus.Error.Disconnected", -ECONNRESET},
   };
-  for (const Row& row : kRows)
-    if (error.getName() == row.error) return row.status;
-  if (error.getName().rfind(kOwnTrouble, 0) == 0) return -ECONNRESET;
+  for (const Row& row : kRows) {
+    if (error.getName() == row.error) {
+      return row.status;
+    }
+  }
+  if (error.getName().rfind(kOwnTrouble, 0) == 0) {
+    return -ECONNRESET;
+  }
   hostLog().warn("{}: the set refused a call: {}", name, error.what());
   return -EIO;
 }
@@ -291,7 +350,9 @@ int BusLink::statusOf(const sdbus::Error& error) {
 void BusLink::replaceCaller(const Caller& broken) {
   {
     const std::lock_guard<std::mutex> lock(mutex);
-    if (caller.get() != &broken) return;
+    if (caller.get() != &broken) {
+      return;
+    }
     caller = nullptr;
   }
   const std::uint64_t one = 1;
@@ -299,12 +360,15 @@ void BusLink::replaceCaller(const Caller& broken) {
 }
 
 void BusLink::reportSilence(bool isSilent) {
-  if (isSilent == silent) return;
+  if (isSilent == silent) {
+    return;
+  }
   silent = isSilent;
-  if (silent)
+  if (silent) {
     hostLog().warn("{}: the set does not answer: {} until it does", name, consequence);
-  else
+  } else {
     hostLog().info("{}: the set answers again", name);
+  }
 }
 
 }  // namespace host_platform

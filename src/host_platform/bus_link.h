@@ -21,9 +21,6 @@ namespace host_platform {
 // How long a call waits for the set, unless the service says otherwise.
 constexpr std::chrono::milliseconds kCallTimeout{1000};
 
-// A text that D-Bus takes as a string: valid UTF-8 without NUL.
-bool isBusText(const std::string& text);
-
 // The set, seen through one connection. A library derives its own from a generated proxy; its
 // signal handlers run on the link's thread, and let no exception out.
 class SetProxy {
@@ -115,7 +112,7 @@ class BusLink {
   void report(State next, const std::string& reason = {});
 
   int callSet(std::chrono::milliseconds timeout, const Exchange& exchange);
-  int exchangeWith(Caller& caller, Clock::time_point deadline, const Exchange& exchange);
+  int exchangeWith(Caller& mine, Clock::time_point deadline, const Exchange& exchange);
   int statusOf(const sdbus::Error& error);
   void replaceCaller(const Caller& broken);
   void reportSilence(bool isSilent);

@@ -22,10 +22,13 @@ void CallbackThread::cancel(const void* owner) {
   std::deque<Task> others;
   std::deque<Task> dropped;  // destroyed without the lock: a task may hold the last of something
   std::unique_lock<std::mutex> lock(mutex);
-  for (Task& task : waiting) (task.owner == owner ? dropped : others).push_back(std::move(task));
+  for (Task& task : waiting) {
+    (task.owner == owner ? dropped : others).push_back(std::move(task));
+  }
   waiting = std::move(others);
-  if (std::this_thread::get_id() != thread.get_id())
+  if (std::this_thread::get_id() != thread.get_id()) {
     ended.wait(lock, [&] { return runningFor != owner; });
+  }
   lock.unlock();
 }
 

@@ -26,6 +26,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -35,23 +36,26 @@ namespace {
 
 constexpr char kLevelVariable[] = "AIRPLAY_LOG_LEVEL";
 constexpr char kFileVariable[] = "AIRPLAY_LOG_FILE";
-constexpr std::size_t kFileBytes = 5 * 1024 * 1024;
+constexpr std::size_t kFileBytes = std::size_t{5} * 1024 * 1024;
 constexpr std::size_t kOldFiles = 3;
 constexpr char kHostName[] = "host";
 
 std::atomic<int> wantedLevel{CSP_DEBUG_INFO};
 
+constexpr char kDefaultLevel[] = "info";
+
 struct LevelLook {
   int level;
   const char* word;  // in the environment
-  spdlog::level::level_enum spdlogLevel;
+  spdlog::level::level_enum lineLevel;
+  spdlog::level::level_enum hostLevel;  // what shows of the host platform's lines
 };
 
 constexpr LevelLook kLevels[] = {
-    {0, "off", spdlog::level::off},
-    {CSP_DEBUG_ERROR, "error", spdlog::level::err},
-    {CSP_DEBUG_INFO, "info", spdlog::level::info},
-    {CSP_DEBUG_VERBOSE, "verbose", spdlog::level::trace},
+    {0, "off", spdlog::level::off, spdlog::level::off},
+    {CSP_DEBUG_ERROR, "error", spdlog::level::err, spdlog::level::warn},
+    {CSP_DEBUG_INFO, "info", spdlog::level::info, spdlog::level::info},
+    {CSP_DEBUG_VERBOSE, "verbose", spdlog::level::trace, spdlog::level::trace},
 };
 
 bool isHost(const spdlog::details::log_msg& message) { return message.logger_name == kHostName; }
@@ -61,7 +65,9 @@ void append(spdlog::memory_buf_t& line, spdlog::string_view_t text) {
 }
 
 void appendText(spdlog::memory_buf_t& line, const spdlog::details::log_msg& message) {
-  if (isHost(message)) append(line, "[host] ");
+  if (isHost(message)) {
+    append(line, "[host] ");
+  }
   append(line, message.payload);
 }
 
@@ -75,14 +81,20 @@ class LetteredLine final : public spdlog::formatter {
   void format(const spdlog::details::log_msg& message, spdlog::memory_buf_t& line) override {
     append(line, letter(message));
     appendText(line, message);
-    if (!endsLine(message.payload)) line.push_back('\n');
+    if (!endsLine(message.payload)) {
+      line.push_back('\n');
+    }
   }
   std::unique_ptr<formatter> clone() const override { return std::make_unique<LetteredLine>(); }
 
  private:
   static const char* letter(const spdlog::details::log_msg& message) {
-    if (isHost(message)) return "H ";
-    if (message.level == spdlog::level::err) return "E ";
+    if (isHost(message)) {
+      return "H ";
+    }
+    if (message.level == spdlog::level::err) {
+      return "E ";
+    }
     return message.level == spdlog::level::info ? "I " : "V ";
   }
 };
@@ -94,14 +106,20 @@ class ColouredLine final : public spdlog::formatter {
     append(line, colour(message));
     appendText(line, message);
     append(line, "\033[0m");
-    if (!endsLine(message.payload)) line.push_back('\n');
+    if (!endsLine(message.payload)) {
+      line.push_back('\n');
+    }
   }
   std::unique_ptr<formatter> clone() const override { return std::make_unique<ColouredLine>(); }
 
  private:
   static const char* colour(const spdlog::details::log_msg& message) {
-    if (isHost(message)) return "\033[33m";
-    if (message.level == spdlog::level::err) return "\033[31m";
+    if (isHost(message)) {
+      return "\033[33m";
+    }
+    if (message.level == spdlog::level::err) {
+      return "\033[31m";
+    }
     return message.level == spdlog::level::info ? "\033[0m" : "\033[2m";
   }
 };
@@ -145,10 +163,11 @@ struct Loggers {
 
 Loggers::Loggers() {
   std::unique_ptr<spdlog::formatter> look;
-  if (isatty(STDERR_FILENO) == 1)
+  if (isatty(STDERR_FILENO) == 1) {
     look = std::make_unique<ColouredLine>();
-  else
+  } else {
     look = std::make_unique<LetteredLine>();
+  }
   std::vector<spdlog::sink_ptr> sinks{std::make_shared<StandardErrorSink>(std::move(look))};
 
   std::string problem;
@@ -167,9 +186,10 @@ Loggers::Loggers() {
   service->flush_on(spdlog::level::trace);
   host = std::make_unique<spdlog::logger>(kHostName, sinks.begin(), sinks.end());
   host->flush_on(spdlog::level::trace);
-  if (!problem.empty())
+  if (!problem.empty()) {
     host->warn("log: {}: lines go to standard error only; set {} to a file that can be written",
                problem, kFileVariable);
+  }
 }
 
 Loggers& loggers() {
@@ -186,22 +206,24 @@ spdlog::logger& hostLog() { return *loggers().host; }
 }  // namespace host_platform
 
 void cspDebugInit() {
-  const char* word = std::getenv(kLevelVariable);
-  if (!word) return;
+  const char* variable = std::getenv(kLevelVariable);
+  const std::string_view word = variable ? variable : kDefaultLevel;
   for (const LevelLook& look : kLevels) {
-    if (std::strcmp(word, look.word) != 0) continue;
-    wantedLevel.store(look.level, std::memory_order_relaxed);
-    loggers().host->set_level(look.level == CSP_DEBUG_ERROR ? spdlog::level::warn
-                                                            : look.spdlogLevel);
-    return;
+    if (word == look.word) {
+      wantedLevel.store(look.level, std::memory_order_relaxed);
+      loggers().host->set_level(look.hostLevel);
+      return;
+    }
   }
-  loggers().host->warn("log: {} is \"{}\": use off, error, info or verbose; taken as info",
-                       kLevelVariable, word);
+  loggers().host->warn("log: {} is \"{}\": use off, error, info or verbose; {} stays",
+                       kLevelVariable, word, kDefaultLevel);
 }
 
 int cspDebugCheckLevelGetFrameAndChunk(const char* /*module*/, int level, void** frame,
                                        void** chunk) {
-  if (level > wantedLevel.load(std::memory_order_relaxed)) return 0;
+  if (level > wantedLevel.load(std::memory_order_relaxed)) {
+    return 0;
+  }
   // The output call is not told the level: the frame carries it there.
   *frame = reinterpret_cast<void*>(static_cast<std::intptr_t>(level));
   *chunk = nullptr;
@@ -210,9 +232,11 @@ int cspDebugCheckLevelGetFrameAndChunk(const char* /*module*/, int level, void**
 
 void cspDebugOutput0(void* frame, void* /*chunk*/, const char* text) {
   const auto level = reinterpret_cast<std::intptr_t>(frame);
-  for (const LevelLook& look : kLevels)
-    if (look.level == level)
-      loggers().service->log(look.spdlogLevel, spdlog::string_view_t(text, std::strlen(text)));
+  for (const LevelLook& look : kLevels) {
+    if (look.level == level) {
+      loggers().service->log(look.lineLevel, spdlog::string_view_t(text, std::strlen(text)));
+    }
+  }
 }
 
 const char* blog_base_name(const char* path) {

@@ -34,15 +34,19 @@ using Record = std::array<std::optional<std::string>, kFields>;
 
 WireRecord toWire(const GAM_Message& message) {
   WireRecord wire;
-  for (const char* field : {message.src, message.ack, message.dest, message.cmd, message.para})
+  for (const char* field : {message.src, message.ack, message.dest, message.cmd, message.para}) {
     wire.emplace_back(field != nullptr, field ? host_platform::toBytes(field) : Bytes());
+  }
   return wire;
 }
 
 Record toRecord(const WireRecord& wire) {
   Record record;
-  for (std::size_t i = 0; i < kFields; ++i)
-    if (wire[i].get<0>()) record[i] = host_platform::toText(wire[i].get<1>());
+  for (std::size_t i = 0; i < kFields; ++i) {
+    if (wire[i].get<0>()) {
+      record[i] = host_platform::toText(wire[i].get<1>());
+    }
+  }
   return record;
 }
 
@@ -141,14 +145,18 @@ int GamClient::join(const GAM_Callbacks& callbacks, const std::string& name) {
   const auto mine = std::make_shared<const Membership>(Membership{callbacks, name});
   {
     const std::lock_guard<std::mutex> lock(mutex);
-    if (membership) return -EALREADY;
+    if (membership) {
+      return -EALREADY;
+    }
     membership = mine;  // first: the first message may be here before the answer
   }
   const int status = callJoin(name);
   if (status < 0) {
     {
       const std::lock_guard<std::mutex> lock(mutex);
-      if (membership == mine) membership = nullptr;
+      if (membership == mine) {
+        membership = nullptr;
+      }
     }
     callbackThread.cancel(mine.get());
   }
@@ -156,7 +164,9 @@ int GamClient::join(const GAM_Callbacks& callbacks, const std::string& name) {
 }
 
 int GamClient::send(const GAM_Message& message) {
-  if (!currentMembership()) return -ENOTCONN;
+  if (!currentMembership()) {
+    return -ENOTCONN;
+  }
   const WireRecord wire = toWire(message);
   return link.call<CommandBusProxy>(kCallTimeout,
                                     [&](CommandBusProxy& bus, const std::string& client) {
@@ -165,7 +175,9 @@ int GamClient::send(const GAM_Message& message) {
 }
 
 int GamClient::inject(const GAM_KeyEvent& event) {
-  if (!currentMembership()) return -ENOTCONN;
+  if (!currentMembership()) {
+    return -ENOTCONN;
+  }
   const auto* bytes = reinterpret_cast<const std::uint8_t*>(&event);
   const Bytes wire(bytes, bytes + sizeof event);
   return link.call<CommandBusProxy>(
@@ -179,7 +191,9 @@ int GamClient::leave() {
     const std::lock_guard<std::mutex> lock(mutex);
     mine.swap(membership);
   }
-  if (!mine) return -ENOTCONN;
+  if (!mine) {
+    return -ENOTCONN;
+  }
   const int status = link.call<CommandBusProxy>(
       kCallTimeout, [&](CommandBusProxy& bus, const std::string& /*client*/) {
         bus.Leave(mine->name);
@@ -196,20 +210,26 @@ void GamClient::delivered(int type, bool synchronous, const WireRecord& wire) {
     return;
   }
   const std::lock_guard<std::mutex> lock(mutex);  // against leave(): nothing is posted after it
-  if (!membership) return;
+  if (!membership) {
+    return;
+  }
   callbackThread.post(membership.get(), [mine = membership, type, synchronous,
                                          record = toRecord(wire)] {
     const GAM_Callback callback = synchronous ? mine->callbacks.onSync : mine->callbacks.onAsync;
     const GAM_Message message{pointerTo(record[0]), pointerTo(record[1]), pointerTo(record[2]),
                               pointerTo(record[3]), pointerTo(record[4])};
-    if (callback) (void)callback(type, &message);
+    if (callback) {
+      (void)callback(type, &message);
+    }
   });
 }
 
 }  // namespace
 
 int GAM_ClientInit(const GAM_Callbacks* callbacks, const char* name) {
-  if (!callbacks || !name || !host_platform::isBusText(name)) return -EINVAL;
+  if (!callbacks || !name || !host_platform::isBusText(name)) {
+    return -EINVAL;
+  }
   return gamClient().join(*callbacks, name);
 }
 
@@ -218,7 +238,9 @@ int GAM_SendCmd(const GAM_Message* message) {
 }
 
 int GAM_InjectInputEvent(const GAM_KeyEvent* event, int size) {
-  if (!event || size != static_cast<int>(sizeof *event)) return -EINVAL;
+  if (!event || size != static_cast<int>(sizeof *event)) {
+    return -EINVAL;
+  }
   return gamClient().inject(*event);
 }
 

@@ -21,7 +21,9 @@ constexpr std::intptr_t kBeingMade = 1;
 template <std::size_t kSize>
 std::string_view readFile(int directory, const char* path, char (&buffer)[kSize]) {
   const int file = openat(directory, path, O_RDONLY | O_CLOEXEC);
-  if (file < 0) return {};
+  if (file < 0) {
+    return {};
+  }
   const ssize_t size = read(file, buffer, kSize);
   close(file);
   return size > 0 ? std::string_view(buffer, static_cast<std::size_t>(size)) : std::string_view();
@@ -32,7 +34,9 @@ bool hasName(int proc, const char* pid, std::string_view kernelName) {
   char buffer[64];
   std::snprintf(path, sizeof path, "%s/comm", pid);
   std::string_view name = readFile(proc, path, buffer);
-  if (!name.empty() && name.back() == '\n') name.remove_suffix(1);
+  if (!name.empty() && name.back() == '\n') {
+    name.remove_suffix(1);
+  }
   return name == kernelName;
 }
 
@@ -43,7 +47,9 @@ bool isAlive(int proc, const char* pid) {
   std::snprintf(path, sizeof path, "%s/stat", pid);
   const std::string_view stat = readFile(proc, path, buffer);
   const std::size_t nameEnd = stat.rfind(')');  // a name may hold parentheses
-  if (nameEnd == std::string_view::npos || nameEnd + 2 >= stat.size()) return false;
+  if (nameEnd == std::string_view::npos || nameEnd + 2 >= stat.size()) {
+    return false;
+  }
   const char state = stat[nameEnd + 2];
   return state != 'Z' && state != 'X';
 }
@@ -53,16 +59,23 @@ bool isAlive(int proc, const char* pid) {
 namespace norvale::base::utils {
 
 int processUtils_GetPidOf(const std::string& name) {
-  if (name.empty()) return 0;
+  if (name.empty()) {
+    return 0;
+  }
   const std::unique_ptr<DIR, int (*)(DIR*)> proc(opendir("/proc"), &closedir);
-  if (!proc) return 0;
+  if (!proc) {
+    return 0;
+  }
   const int procFd = dirfd(proc.get());
   const std::string_view kernelName = std::string_view(name).substr(0, kKernelNameChars);
   while (const dirent* entry = readdir(proc.get())) {
-    if (entry->d_name[0] < '1' || entry->d_name[0] > '9') continue;
+    if (entry->d_name[0] < '1' || entry->d_name[0] > '9') {
+      continue;
+    }
     // The name first: the kernel tells the state at three times the cost.
-    if (hasName(procFd, entry->d_name, kernelName) && isAlive(procFd, entry->d_name))
+    if (hasName(procFd, entry->d_name, kernelName) && isAlive(procFd, entry->d_name)) {
       return std::atoi(entry->d_name);
+    }
   }
   return 0;
 }
@@ -76,11 +89,14 @@ std::intptr_t WaitForInstance(const std::atomic<std::intptr_t>* instance) {
   constexpr timespec kPause{0, 100'000};
   for (int attempt = 0;; ++attempt) {
     const std::intptr_t value = instance->load(std::memory_order_acquire);
-    if (value != kBeingMade) return value;
-    if (attempt < kYields)
+    if (value != kBeingMade) {
+      return value;
+    }
+    if (attempt < kYields) {
       sched_yield();
-    else
+    } else {
       nanosleep(&kPause, nullptr);
+    }
   }
 }
 
