@@ -4,7 +4,7 @@
 
 #include "wired_bridge.h"
 
-using std::chrono_literals::operator""s;
+using namespace std::chrono_literals;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 

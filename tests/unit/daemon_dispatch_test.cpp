@@ -4,8 +4,7 @@
 
 #include "wired_bridge.h"
 
-using std::chrono_literals::operator""ms;
-using std::chrono_literals::operator""s;
+using namespace std::chrono_literals;
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
@@ -399,8 +398,8 @@ TEST_P(WithoutAComponent, ADaemonCommandIsDropped) {
 
   EXPECT_THAT(tv.take(), ElementsAre(::testing::MatchesRegex(
                              "ERR processCMD_AirPlayMessageFromGAM: No  component: "
-                             "(\\(nil\\)|0x[0-9a-f]+), (\\(nil\\)|0x[0-9a-f]+), "
-                             "(\\(nil\\)|0x[0-9a-f]+)")));
+                             R"((\(nil\)|0x[0-9a-f]+), (\(nil\)|0x[0-9a-f]+), )"
+                             R"((\(nil\)|0x[0-9a-f]+))")));
 }
 
 TEST_P(WithoutAComponent, ADaemonCommandProvesNothing) {
@@ -755,8 +754,16 @@ struct Hostile {
 
 std::ostream& operator<<(std::ostream& out, const Hostile& row) { return out << row.name; }
 
-std::string tenMegabytes() { return std::string(10 << 20, 'x'); }
-std::string deepNesting() { return std::string(100000, '['); }
+std::string tenMegabytes() {
+  std::string text;
+  text.resize(10 << 20, 'x');
+  return text;
+}
+std::string deepNesting() {
+  std::string text;
+  text.resize(100000, '[');
+  return text;
+}
 
 class AHostileText : public ADaemonCommand, public ::testing::WithParamInterface<Hostile> {
  protected:

@@ -12,8 +12,7 @@
 #include "one_scenario.h"
 #include "wired_bridge.h"
 
-using std::chrono_literals::operator""ms;
-using std::chrono_literals::operator""s;
+using namespace std::chrono_literals;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 

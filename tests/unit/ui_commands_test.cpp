@@ -3,9 +3,7 @@
 
 #include "wired_bridge.h"
 
-using std::chrono_literals::operator""ms;
-using std::chrono_literals::operator""s;
-using std::chrono_literals::operator""us;
+using namespace std::chrono_literals;
 using ::testing::ElementsAre;
 using ::testing::Values;
 
@@ -516,7 +514,7 @@ TEST_F(ASuspend, IsOnBeforeTheDaemonIsTold) {
 }
 
 constexpr char kNoApm[] =
-    "ERR notifyAirPlaySTRResume: No APM (\\(nil\\)|0x[0-9a-f]+), (\\(nil\\)|0x[0-9a-f]+)";
+    R"(ERR notifyAirPlaySTRResume: No APM (\(nil\)|0x[0-9a-f]+), (\(nil\)|0x[0-9a-f]+))";
 
 TEST_F(ASuspend, DoesNotEndWithoutAnApplicationManagerLink) {
   bridge.notifyAirPlaySTRSuspend();

@@ -1,0 +1,10 @@
+# Writes the rows of the key table, one for each key name of the kernel's header, into OUTPUT.
+file(STRINGS ${HEADER} lines REGEX "^#define[ \t]+KEY_[A-Z0-9_]+[ \t]")
+set(rows "")
+foreach(line ${lines})
+  string(REGEX REPLACE "^#define[ \t]+(KEY_[A-Z0-9_]+)[ \t].*" "\\1" name "${line}")
+  if(NOT name MATCHES "^KEY_(MAX|CNT|MIN_INTERESTING)$")
+    string(APPEND rows "{\"${name}\", ${name}},\n")
+  endif()
+endforeach()
+file(WRITE ${OUTPUT} "${rows}")
