@@ -25,11 +25,6 @@ constexpr auto kPollMicros = 20'000;
 constexpr std::size_t kLongestName = 40;  // a socket's path is short
 constexpr std::size_t kLinesShown = 40;
 
-milliseconds allowanceLeft() {
-  static const Clock::time_point end = Clock::now() + kAllowance;
-  return std::max(0ms, std::chrono::duration_cast<milliseconds>(end - Clock::now()));
-}
-
 // Ones that other bench TVs, and the same case elsewhere on this machine, do not have.
 std::string uniqueName(const std::string& role) {
   const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
@@ -95,7 +90,9 @@ Undertaker::~Undertaker() {
   waitpid(process, nullptr, 0);
 }
 
-DeskTv::DeskTv(const std::string& role) { wanted.name = uniqueName(role); }
+DeskTv::DeskTv(const std::string& role) : deadline(Clock::now() + kAllowance) {
+  wanted.name = uniqueName(role);
+}
 
 DeskTv::~DeskTv() {
   if (!tv) return;
@@ -160,6 +157,10 @@ void DeskTv::waitUntilServiceIsBack(std::uint64_t after) const {
   sees(logs("H [host] settings: the set is there"), after);
   sees(logs("H [host] command bus: the set is there"), after);
   sees(logs("H [host] application manager: the set is there"), after);
+}
+
+milliseconds DeskTv::allowanceLeft() const {
+  return std::max(0ms, std::chrono::duration_cast<milliseconds>(deadline - Clock::now()));
 }
 
 void DeskTv::showFailure() const {

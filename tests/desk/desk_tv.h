@@ -1,11 +1,12 @@
 // DeskTv: the bench TV of one case, a whole one with the real service on it.
 //
-// Everything is awaited by condition. All waits of a program draw on one allowance, which ends
+// Everything is awaited by condition. All waits of a case draw on one allowance, which ends
 // before ctest's patience does, so that a case that waits in vain still takes its bench TV down.
 #pragma once
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <functional>
 #include <initializer_list>
 #include <memory>
@@ -80,9 +81,11 @@ class DeskTv {
   void waitUntilServiceIsBack(std::uint64_t after) const;
 
  private:
+  std::chrono::milliseconds allowanceLeft() const;
   void showFailure() const;
   void takeDown();
 
+  const std::chrono::steady_clock::time_point deadline;
   std::optional<benchtv::BenchTv> tv;
   std::unique_ptr<Undertaker> undertaker;
 };
