@@ -2,7 +2,7 @@
 find_program(XML2CPP sdbus-c++-xml2cpp REQUIRED)
 set(generated ${CMAKE_BINARY_DIR}/generated/bus_protocol)
 set(headers)
-foreach(interface Settings1 CommandBus1 AppManager1 Control1)
+foreach(interface Settings1 CommandBus1 AppManager1 Control1 StandIn1)
   set(xml ${CMAKE_SOURCE_DIR}/src/bus_protocol/tv.benchtv.${interface}.xml)
   set(proxy ${generated}/${interface}_proxy.h)
   set(adaptor ${generated}/${interface}_adaptor.h)

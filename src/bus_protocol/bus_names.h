@@ -10,6 +10,10 @@ inline constexpr char kBusAddressVariable[] = "BENCHTV_BUS";
 inline constexpr char kSetName[] = "tv.benchtv.Set";
 inline constexpr char kSetPath[] = "/tv/benchtv/Set";
 
+// A stand-in program's name on the bus is this and its process name; its object has this path.
+inline constexpr char kStandInPrefix[] = "tv.benchtv.StandIn.";
+inline constexpr char kStandInPath[] = "/tv/benchtv/StandIn";
+
 // The error of a control call that makes no sense.
 inline constexpr char kRefusedError[] = "tv.benchtv.Error.Refused";
 

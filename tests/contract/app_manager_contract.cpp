@@ -221,7 +221,7 @@ TEST_F(AppManager, RecordsTheStateOfAnApplication) {
 
 TEST_F(AppManager, DeliversAMessageAsItIs) {
   const auto app = registeredApp();
-  const std::string big(256 * 1024, 'x');
+  const std::string big(kBig, 'x');
   EXPECT_EQ(client().sendMessage("sender", kApp, "{\"a\": \"%s\"}\n"), 0);
   EXPECT_EQ(client().sendMessage("", kApp, ""), 0);
   EXPECT_EQ(client().sendMessage("bad \xff", kApp, "bytes \x80\xc3\x28"), 0);
@@ -257,19 +257,13 @@ TEST_F(AppManager, TakesCallsFromWithinACallback) {
 TEST_F(AppManager, TakesCallsFromManyThreadsAtOnce) {
   const auto app = registeredApp();
   std::atomic<int> failures{0};
-  std::vector<std::thread> threads;
-  for (int thread = 0; thread < 4; ++thread) {
-    threads.emplace_back([&] {
-      for (int i = 0; i < 50; ++i) {
-        AppManagerClient* found = AppManagerClient::getInstance();
-        failures += found == nullptr || found->setAppStatus(kApp, 1) != 0 ||
-                    found->sendMessage(kApp, kApp, "x") != 0;
-      }
-    });
-  }
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
+  inThreads(4, [&](int) {
+    for (int i = 0; i < 50; ++i) {
+      AppManagerClient* found = AppManagerClient::getInstance();
+      failures += found == nullptr || found->setAppStatus(kApp, 1) != 0 ||
+                  found->sendMessage(kApp, kApp, "x") != 0;
+    }
+  });
   EXPECT_EQ(failures, 0);
   EXPECT_EQ(app->told.waitFor(200).size(), 200u);
 }

@@ -183,7 +183,7 @@ TEST_F(CommandBus, KeepsEveryByteButNul) {
 
 TEST_F(CommandBus, CarriesWhatFillsASocket) {
   ASSERT_EQ(join(), 0);
-  const std::string para(256 * 1024, 'x');
+  const std::string para(kBig, 'x');
   EXPECT_EQ(send(kName, "big", para), 0);
   const std::vector<std::string> seen = inbox->seen.waitFor(1);
   ASSERT_EQ(seen.size(), 1u);
@@ -266,7 +266,7 @@ TEST_F(CommandBus, TakesCallsFromWithinACallback) {
 TEST_F(CommandBus, TakesCallsFromManyThreadsAtOnceAndKeepsTheOrderOfEach) {
   ASSERT_EQ(join(), 0);
   constexpr int kThreads = 4;
-  constexpr int kMessages = 50;
+  constexpr std::size_t kMessages = 50;
   std::atomic<int> failures{0};
   std::mutex mutex;
   std::array<std::vector<int>, kThreads> arrived;
@@ -274,22 +274,17 @@ TEST_F(CommandBus, TakesCallsFromManyThreadsAtOnceAndKeepsTheOrderOfEach) {
     const std::lock_guard lock(mutex);
     arrived.at(static_cast<std::size_t>(std::atoi(message.cmd))).push_back(std::atoi(message.para));
   };
-  std::vector<std::thread> threads;
-  for (int thread = 0; thread < kThreads; ++thread) {
-    threads.emplace_back([&, cmd = std::to_string(thread)] {
-      for (int i = 0; i < kMessages; ++i) {
-        failures += send(kName, cmd.c_str(), std::to_string(i)) != 0;
-      }
-    });
-  }
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
+  inThreads(kThreads, [&](int thread) {
+    const std::string cmd = std::to_string(thread);
+    for (std::size_t i = 0; i < kMessages; ++i) {
+      failures += send(kName, cmd.c_str(), std::to_string(i)) != 0;
+    }
+  });
   EXPECT_EQ(failures, 0);
-  EXPECT_EQ(inbox->seen.waitFor(kThreads * kMessages).size(), std::size_t{kThreads * kMessages});
+  EXPECT_EQ(inbox->seen.waitFor(kThreads * kMessages).size(), kThreads * kMessages);
   GAM_ClientUninit();  // the last callback has ended
   for (const std::vector<int>& each : arrived) {
-    EXPECT_EQ(each.size(), std::size_t{kMessages});
+    EXPECT_EQ(each.size(), kMessages);
     EXPECT_TRUE(std::is_sorted(each.begin(), each.end()));
   }
 }

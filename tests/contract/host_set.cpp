@@ -43,7 +43,7 @@ class Control final : public sdbus::ProxyInterfaces<tv::benchtv::Control1_proxy>
       : ProxyInterfaces(connection, benchtv::kSetName, benchtv::kSetPath) {}
 };
 
-Bytes bytesOf(const std::string& text) { return Bytes(text.begin(), text.end()); }
+Bytes bytesOf(const std::string& text) { return {text.begin(), text.end()}; }
 
 WireField fieldOf(const Text& text) { return {text.has_value(), bytesOf(text.value_or(""))}; }
 
@@ -81,6 +81,7 @@ Value valueOf(const std::string& text) {
 // Starts a program that ends with this process at the latest, and returns once it runs.
 pid_t start(const std::vector<std::string>& command, const std::filesystem::path& errorOutput) {
   std::vector<char*> arguments;
+  arguments.reserve(command.size() + 1);
   for (const std::string& argument : command) {
     arguments.push_back(const_cast<char*>(argument.c_str()));
   }

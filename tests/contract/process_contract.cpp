@@ -65,6 +65,7 @@ TEST(WaitingForAnInstance, ReleasesEveryWaiterWhoThenSeesWhatTheMakerWrote) {
   std::string made;
   Seen<std::string> seen;
   std::vector<std::thread> waiters;
+  waiters.reserve(4);
   for (int i = 0; i < 4; ++i) {
     waiters.emplace_back([&] {
       const auto* text = reinterpret_cast<std::string*>(WaitForInstance(&instance));
@@ -102,6 +103,7 @@ void writeAtEveryLevel() {
 
 std::vector<int> levelsOf(const std::vector<LogLine>& lines) {
   std::vector<int> levels;
+  levels.reserve(lines.size());
   for (const LogLine& line : lines) {
     levels.push_back(line.level);
   }
@@ -135,17 +137,11 @@ TEST(Logging, WritesALineToTheLetter) {
 
 TEST(Logging, KeepsLinesOfManyThreadsApart) {
   const auto lines = theSet().linesDuring(CSP_DEBUG_ERROR, [] {
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
-      threads.emplace_back([] {
-        for (int round = 0; round < 50; ++round) {
-          writeAtEveryLevel();
-        }
-      });
-    }
-    for (std::thread& thread : threads) {
-      thread.join();
-    }
+    inThreads(4, [](int) {
+      for (int round = 0; round < 50; ++round) {
+        writeAtEveryLevel();
+      }
+    });
   });
   EXPECT_EQ(lines.size(), 200u);
   for (const LogLine& line : lines) {

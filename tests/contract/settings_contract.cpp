@@ -124,7 +124,7 @@ TEST_F(Settings, HoldEveryIntegerOf32Bits) {
 
 TEST_F(Settings, HoldEveryTextWithoutNul) {
   TextAccess text(kText);
-  const std::string big(256 * 1024, 'x');
+  const std::string big(kBig, 'x');
   for (const std::string& written : {std::string(), std::string("%s \"quoted\"\n"),
                                      std::string("bad \xff\xfe\x80 bytes"), big}) {
     std::string read = "before";
@@ -535,25 +535,19 @@ TEST_F(Settings, GiveUpAConnectInTimeWhileTheSetIsGone) {
 
 TEST_F(Settings, TakeCallsFromManyThreadsAtOnce) {
   std::atomic<int> failures{0};
-  std::vector<std::thread> threads;
-  for (int thread = 0; thread < 4; ++thread) {
-    threads.emplace_back([&, thread] {
-      IntegerAccess integer(thread % 2 == 0 ? kInteger : kOtherInteger);
-      TextAccess text(kText);
-      for (int round = 0; round < 100; ++round) {
-        int number = -1;
-        std::string words;
-        failures += integer.set(round) != 0;
-        failures += integer.get(number) != 0;
-        failures += number < 0;
-        failures += text.get(words) != 0;
-        failures += words != "text";
-      }
-    });
-  }
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
+  inThreads(4, [&](int thread) {
+    IntegerAccess integer(thread % 2 == 0 ? kInteger : kOtherInteger);
+    TextAccess text(kText);
+    for (int round = 0; round < 100; ++round) {
+      int number = -1;
+      std::string words;
+      failures += integer.set(round) != 0;
+      failures += integer.get(number) != 0;
+      failures += number < 0;
+      failures += text.get(words) != 0;
+      failures += words != "text";
+    }
+  });
   EXPECT_EQ(failures, 0);
 }
 

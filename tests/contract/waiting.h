@@ -15,6 +15,9 @@ namespace contract {
 
 inline constexpr std::chrono::seconds kDeadline{10};
 
+// More bytes than a socket takes at once.
+inline constexpr std::size_t kBig = 256 * 1024UL;
+
 // What callbacks brought, with the thread that brought it. Any thread.
 template <class T>
 class Seen {
@@ -112,6 +115,18 @@ inline bool eventually(const std::function<bool()>& condition) {
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
   }
   return true;
+}
+
+// Runs |action|, which gets a number from 0, on that many threads at once, to their ends.
+inline void inThreads(int count, const std::function<void(int)>& action) {
+  std::vector<std::thread> threads;
+  threads.reserve(static_cast<std::size_t>(count));
+  for (int number = 0; number < count; ++number) {
+    threads.emplace_back(action, number);
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
 }
 
 // How long |action| takes.

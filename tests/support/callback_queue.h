@@ -19,8 +19,8 @@ class CallbackQueue {
  public:
   using Callback = std::function<void()>;
 
-  // |library| names the queue in complaints.
-  CallbackQueue(Delivery delivery, const char* library);
+  // |name| names the library in complaints.
+  CallbackQueue(Delivery way, const char* name);
 
   // What has not begun is dropped.
   ~CallbackQueue();

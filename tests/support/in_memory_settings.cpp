@@ -332,8 +332,8 @@ std::string ValueObject::toString() const {
 template <class Observer>
 class ValueAccessT<Observer>::Implementation {
  public:
-  Implementation(const std::string& name, const std::shared_ptr<ValueHandler>& handler)
-      : key(name) {
+  Implementation(std::string name, const std::shared_ptr<ValueHandler>& handler)
+      : key(std::move(name)) {
     InMemoryTv::Platform("ValueAccessT").openAccessor(key, this, handler);
   }
   ~Implementation() {
@@ -386,8 +386,8 @@ template class ValueAccessT<lomodelapi::ObserverVectorString>;
 
 class ActionAccess::Implementation {
  public:
-  Implementation(const std::string& name, const std::shared_ptr<ActionHandler>& observer)
-      : key(name), handler(observer) {
+  Implementation(std::string name, std::shared_ptr<ActionHandler> observer)
+      : key(std::move(name)), handler(std::move(observer)) {
     InMemoryTv::Platform("ActionAccess").note("action.open " + key);
   }
   ~Implementation() {

@@ -291,10 +291,10 @@ class InMemoryProcess final : public frame::Process {
 
 std::shared_ptr<frame::Process> frame::Process::getInstance() {
   InMemoryTv::Platform("frame::Process::getInstance").note("process.getInstance");
-  return std::shared_ptr<Process>(new InMemoryProcess, [](Process* handle) {
-    InMemoryTv::Platform("the release of a process handle").note("process.release");
-    delete handle;
-  });
+  return {new InMemoryProcess, [](Process* handle) {
+            InMemoryTv::Platform("the release of a process handle").note("process.release");
+            delete handle;
+          }};
 }
 
 void** CreateBizProxy() { InMemoryTv::Platform::die("CreateBizProxy is the framework's to call"); }

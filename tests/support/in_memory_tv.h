@@ -269,7 +269,7 @@ class InMemoryTv {
   void queueAppCall(const std::string& name,
                     const std::function<int(nv::appmanager::AppInterface&)>& call,
                     const std::shared_ptr<std::optional<int>>& result);
-  void queueEventMessage(const std::string& app, const std::string& src,
+  void queueEventMessage(const std::string& name, const std::string& src,
                          const std::string& message);
 
   const Delivery delivery;

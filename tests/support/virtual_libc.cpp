@@ -157,6 +157,8 @@ void VirtualLibc::record(const std::string& entry) {
   }
 }
 
+// NOLINTBEGIN(bugprone-reserved-identifier): the linker's names.
+
 // The linker's --wrap changes only the objects and static libraries of the test program; the shared
 // libraries keep the real functions.
 extern "C" {
@@ -220,3 +222,5 @@ int __wrap_setenv(const char* name, const char* value, int replace) noexcept {
 }
 
 }  // extern "C"
+
+// NOLINTEND(bugprone-reserved-identifier)

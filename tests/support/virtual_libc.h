@@ -19,9 +19,9 @@
 #pragma once
 
 #include <sys/types.h>
-#include <time.h>
 
 #include <chrono>
+#include <ctime>
 #include <functional>
 #include <map>
 #include <mutex>

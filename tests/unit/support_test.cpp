@@ -44,10 +44,10 @@ double monotonicSeconds() {
 TEST(VirtualTime, RunsEventsThatFallDueDuringASleepInTheirOrder) {
   VirtualLibc time;
   std::vector<std::string> seen;
-  time.at(2s, [&] { seen.push_back("two"); });
-  time.at(1s, [&] { seen.push_back("one"); });
-  time.at(1s, [&] { seen.push_back("one as well"); });
-  time.at(3001ms, [&] { seen.push_back("later"); });
+  time.at(2s, [&] { seen.emplace_back("two"); });
+  time.at(1s, [&] { seen.emplace_back("one"); });
+  time.at(1s, [&] { seen.emplace_back("one as well"); });
+  time.at(3001ms, [&] { seen.emplace_back("later"); });
 
   usleep(3'000'000);
 

@@ -1,11 +1,11 @@
 #include "control/bench_tv.h"
 
-#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <fstream>
 #include <system_error>
 
@@ -34,7 +34,9 @@ constexpr char kBridgeOnly[] =
 bool isRole(const std::string& who) { return who == "bus" || who == "set" || who == "service"; }
 
 KeeperLink linkTo(const RunFolder& run, const std::string& name) {
-  if (auto link = KeeperLink::connect(run)) return std::move(*link);
+  if (auto link = KeeperLink::connect(run)) {
+    return std::move(*link);
+  }
   throw std::runtime_error("no bench TV named \"" + name + "\" is up: start one by benchtv up" +
                            (name == "tv" ? "" : " --name " + name));
 }
@@ -49,8 +51,9 @@ bool isGone(pid_t pid) {
 void waitUntilGone(pid_t pid) {
   const auto deadline = Clock::now() + kKillTakes;
   while (!isGone(pid)) {
-    if (Clock::now() > deadline)
+    if (Clock::now() > deadline) {
       throw TimedOut("process " + std::to_string(pid) + " was killed and does not end");
+    }
     usleep(static_cast<useconds_t>(std::chrono::microseconds(kPoll).count()));
   }
 }
@@ -79,7 +82,7 @@ BenchTv BenchTv::boot(const Options& options) {
 BenchTv BenchTv::find(const std::string& name) {
   RunFolder run = RunFolder::ofName(name);
   linkTo(run, name);
-  return BenchTv(name, std::move(run));
+  return {name, std::move(run)};
 }
 
 bool BenchTv::isUp(const std::string& name) {
@@ -97,7 +100,9 @@ void BenchTv::waitUntilSupervising() {
   std::string lastLine = "the service has logged nothing yet";
   while (true) {
     for (const Json::Value& event : journal.readNew()) {
-      if (kSigns[0].matches(event) || kSigns[1].matches(event)) return;
+      if (kSigns[0].matches(event) || kSigns[1].matches(event)) {
+        return;
+      }
       if (kServiceEnd.matches(event)) {
         const int status = event["status"].asInt();
         throw ServiceEnded("the service ended by itself, " +
@@ -107,7 +112,9 @@ void BenchTv::waitUntilSupervising() {
                                "\" stays up",
                            status);
       }
-      if (kServiceSpoke.matches(event)) lastLine = "its last line: " + event["text"].asString();
+      if (kServiceSpoke.matches(event)) {
+        lastLine = "its last line: " + event["text"].asString();
+      }
     }
     switch (journal.waitForMore(deadline, link.descriptor())) {
       case Journal::Wake::kGrown:
@@ -128,12 +135,15 @@ std::string BenchTv::lastErrors() const {
   static const Expression kError = "kind=log level=error";
   std::vector<std::string> lines;
   for (const Json::Value& event : events()) {
-    if (kError.matches(event)) lines.push_back("    " + event["text"].asString() + "\n");
+    if (kError.matches(event)) {
+      lines.push_back("    " + event["text"].asString() + "\n");
+    }
   }
   static constexpr std::size_t kMost = 5;
   std::string text;
-  for (std::size_t i = lines.size() - std::min(lines.size(), kMost); i < lines.size(); ++i)
+  for (std::size_t i = lines.size() - std::min(lines.size(), kMost); i < lines.size(); ++i) {
     text += lines[i];
+  }
   return text.empty() ? lastLines(run.log("service"), kMost) : text;
 }
 
@@ -148,9 +158,13 @@ std::vector<Json::Value> BenchTv::down() {
     ::kill(keeper, SIGKILL);
   }
   // As a child of this process it stays a zombie until somebody asks for it.
-  if (outside > 0) waitpid(std::exchange(outside, -1), nullptr, 0);
+  if (outside > 0) {
+    waitpid(std::exchange(outside, -1), nullptr, 0);
+  }
   waitUntilGone(keeper);
-  if (!unreported.empty()) throw std::runtime_error("an error of the bench itself: " + unreported);
+  if (!unreported.empty()) {
+    throw std::runtime_error("an error of the bench itself: " + unreported);
+  }
 
   static const Expression kError = "kind=error";
   std::vector<Json::Value> errors = events();
@@ -168,6 +182,15 @@ std::vector<Json::Value> BenchTv::events(std::uint64_t after) const {
   return events;
 }
 
+std::vector<Json::Value> BenchTv::eventsOfRun(const std::string& name, std::uint64_t after) {
+  const BenchTv tv(name, RunFolder::ofName(name));
+  if (!std::filesystem::exists(tv.run.journal())) {
+    throw std::runtime_error("there is no journal: no bench TV named \"" + name +
+                             "\" is or was up");
+  }
+  return tv.events(after);
+}
+
 std::uint64_t BenchTv::lastSeq() const {
   const auto all = events();
   return all.empty() ? 0 : seqOf(all.back());
@@ -181,15 +204,23 @@ Json::Value BenchTv::waitFor(const Expression& expression, std::chrono::millisec
   std::size_t looked = 0;
   for (bool up = true, inTime = true;;) {
     for (const Json::Value& event : journal.readNew()) {
-      if (seqOf(event) <= after) continue;
+      if (seqOf(event) <= after) {
+        continue;
+      }
       ++looked;
-      if (expression.matches(event)) return event;
+      if (expression.matches(event)) {
+        return event;
+      }
     }
     const std::string what = "no event is as \"" + expression.text() + "\" says: looked at " +
                              std::to_string(looked) +
                              (after > 0 ? " after number " + std::to_string(after) : "");
-    if (!up) throw std::runtime_error(what + ", then the bench TV went down");
-    if (!inTime) throw TimedOut(what + " in " + std::to_string(limit.count()) + " ms");
+    if (!up) {
+      throw std::runtime_error(what + ", then the bench TV went down");
+    }
+    if (!inTime) {
+      throw TimedOut(what + " in " + std::to_string(limit.count()) + " ms");
+    }
     const Journal::Wake wake = journal.waitForMore(deadline, link.descriptor());
     up = wake != Journal::Wake::kOtherReadable;
     inTime = wake != Journal::Wake::kDeadline;
@@ -202,9 +233,13 @@ void BenchTv::follow(std::uint64_t after,
   Journal journal(run.journal());
   for (bool up = true;;) {
     for (const Json::Value& event : journal.readNew()) {
-      if (seqOf(event) > after && !each(event)) return;
+      if (seqOf(event) > after && !each(event)) {
+        return;
+      }
     }
-    if (!up) return;
+    if (!up) {
+      return;
+    }
     up = journal.waitForMore(Clock::now() + 1h, link.descriptor()) != Journal::Wake::kOtherReadable;
   }
 }
@@ -219,13 +254,16 @@ pid_t BenchTv::pidOf(const std::string& who) const {
   if (isRole(who)) {
     const std::string state = link.ask("state " + who, kKeeperAnswer);
     static constexpr std::string_view kRunning = "running ";
-    if (state.compare(0, kRunning.size(), kRunning) != 0) return 0;
+    if (state.compare(0, kRunning.size(), kRunning) != 0) {
+      return 0;
+    }
     inside = state.substr(kRunning.size());
   }
   for (const ProcessInfo& process : processTree(link.keeperPid())) {
     if (process.runs() &&
-        (inside.empty() ? process.name == who : std::to_string(process.insidePid) == inside))
+        (inside.empty() ? process.name == who : std::to_string(process.insidePid) == inside)) {
       return process.pid;
+    }
   }
   return 0;
 }
@@ -233,37 +271,48 @@ pid_t BenchTv::pidOf(const std::string& who) const {
 std::vector<pid_t> BenchTv::kill(const std::string& who, int signal) const {
   std::vector<pid_t> found;
   if (isRole(who)) {
-    if (const pid_t pid = pidOf(who); pid != 0) found.push_back(pid);
+    if (const pid_t pid = pidOf(who); pid != 0) {
+      found.push_back(pid);
+    }
   } else {
     for (const ProcessInfo& process : processes()) {
-      if (process.name == who && process.runs()) found.push_back(process.pid);
+      if (process.name == who && process.runs()) {
+        found.push_back(process.pid);
+      }
     }
   }
-  if (found.empty())
+  if (found.empty()) {
     throw std::runtime_error("no process \"" + who +
                              "\" runs here: benchtv process list shows those that do");
+  }
 
   for (pid_t pid : found) {
-    if (::kill(pid, signal) != 0 && errno != ESRCH)
+    if (::kill(pid, signal) != 0 && errno != ESRCH) {
       throw std::system_error(errno, std::generic_category(),
                               "cannot send a signal to process " + std::to_string(pid));
+    }
   }
-  if (signal == SIGKILL) std::for_each(found.begin(), found.end(), waitUntilGone);
+  if (signal == SIGKILL) {
+    std::for_each(found.begin(), found.end(), waitUntilGone);
+  }
   return found;
 }
 
 void BenchTv::startRole(const std::string& role) const {
-  if (!isRole(role))
+  if (!isRole(role)) {
     throw std::runtime_error("\"" + role +
                              "\" is none of bus, set and service; the set starts the others when "
                              "it is asked to: benchtv bus send am start mdnsd");
+  }
   linkTo(run, tvName).ask("start " + role, kKeeperAnswer);
 }
 
 std::optional<int> BenchTv::endOf(const std::string& role) const {
   const std::string state = linkTo(run, tvName).ask("state " + role, kKeeperAnswer);
   static constexpr std::string_view kEnded = "ended ";
-  if (state.compare(0, kEnded.size(), kEnded) != 0) return std::nullopt;
+  if (state.compare(0, kEnded.size(), kEnded) != 0) {
+    return std::nullopt;
+  }
   return std::stoi(state.substr(kEnded.size()));
 }
 

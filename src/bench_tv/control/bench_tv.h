@@ -17,6 +17,7 @@
 #include "control/expression.h"
 #include "control/processes.h"
 #include "control/run_folder.h"
+#include "control/stand_in_link.h"
 
 namespace benchtv {
 
@@ -80,8 +81,14 @@ class BenchTv {
   // Settings, command bus, applications, faults, markers.
   ControlLink control() const { return ControlLink(run); }
 
+  // The phones are "airplaydemo", the TV's UI is "launcher".
+  StandInLink standIn(const std::string& process) const { return StandInLink(run, process); }
+
   // The journal from |after| on, without that event itself.
   std::vector<Json::Value> events(std::uint64_t after = 0) const;
+
+  // The same of a bench TV that is or was up: a journal stays until the next start of that name.
+  static std::vector<Json::Value> eventsOfRun(const std::string& name, std::uint64_t after = 0);
 
   // The first event after |after| that is as |expression| says; it may be there already. Throws
   // TimedOut, or std::runtime_error when the bench TV goes down meanwhile.

@@ -52,10 +52,13 @@ std::runtime_error explained(const sdbus::Error& error) {
       {"org.freedesktop.DBus.Error.NoReply", kNoAnswer},
       {"org.freedesktop.DBus.Error.Timeout", kNoAnswer},
   };
-  if (error.getName() == kRefusedError) return std::runtime_error(error.getMessage());
+  if (error.getName() == kRefusedError) {
+    return std::runtime_error(error.getMessage());
+  }
   for (const Row& row : kRows) {
-    if (error.getName() == row.name)
+    if (error.getName() == row.name) {
       return std::runtime_error(std::string(row.meaning) + " [" + error.getMessage() + "]");
+    }
   }
   return std::runtime_error(error.getName() + ": " + error.getMessage());
 }
@@ -87,8 +90,9 @@ Json::Value ControlLink::status() const {
 
 std::vector<Setting> ControlLink::settings() const {
   std::vector<Setting> settings;
-  for (const auto& row : onSet(address, [](Control& set) { return set.ListSettings(); }))
+  for (const auto& row : onSet(address, [](Control& set) { return set.ListSettings(); })) {
     settings.push_back({row.get<0>(), row.get<1>(), parseJson(row.get<2>())});
+  }
   return settings;
 }
 
@@ -103,8 +107,9 @@ void ControlLink::setSetting(const std::string& key, const Json::Value& value) c
 std::int32_t ControlLink::sendRecord(const BusRecord& record, std::int32_t type,
                                      bool synchronous) const {
   std::vector<sdbus::Struct<bool, Bytes>> fields;
-  for (const auto& field : record)
+  for (const auto& field : record) {
     fields.emplace_back(field.has_value(), bytesOf(field.value_or("")));
+  }
   return onSet(address, [&](Control& set) { return set.SendRecord(type, synchronous, fields); });
 }
 
@@ -112,8 +117,22 @@ std::uint64_t ControlLink::callApp(const std::string& app, const std::string& op
                                    const std::vector<std::string>& texts,
                                    std::int32_t reason) const {
   std::vector<Bytes> all;
-  for (const std::string& text : texts) all.push_back(bytesOf(text));
+  for (const std::string& text : texts) {
+    all.push_back(bytesOf(text));
+  }
   return onSet(address, [&](Control& set) { return set.CallApp(app, operation, all, reason); });
+}
+
+std::uint64_t ControlLink::pressKey(const std::string& key) const {
+  return onSet(address, [&](Control& set) { return set.Key(key); });
+}
+
+void ControlLink::power(const std::string& state, std::int32_t reason) const {
+  onSet(address, [&](Control& set) { set.Power(state, reason); });
+}
+
+void ControlLink::startProcess(const std::string& process) const {
+  onSet(address, [&](Control& set) { set.StartProcess(process); });
 }
 
 void ControlLink::setFault(const std::string& fault, const std::string& target,
@@ -127,8 +146,9 @@ void ControlLink::clearFault(const std::string& fault, const std::string& target
 
 std::vector<Fault> ControlLink::faults() const {
   std::vector<Fault> faults;
-  for (const auto& row : onSet(address, [](Control& set) { return set.ListFaults(); }))
+  for (const auto& row : onSet(address, [](Control& set) { return set.ListFaults(); })) {
     faults.push_back({row.get<0>(), row.get<1>(), row.get<2>()});
+  }
   return faults;
 }
 

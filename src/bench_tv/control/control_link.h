@@ -50,6 +50,16 @@ class ControlLink {
   std::uint64_t callApp(const std::string& app, const std::string& operation,
                         const std::vector<std::string>& texts, std::int32_t reason = 0) const;
 
+  // Has the remote control's key, a name or a code, arrive at the service; the id as above.
+  std::uint64_t pressKey(const std::string& key) const;
+
+  // |state| is suspend, resume, standby or on; |reason| is for the first two, 2 being the one that
+  // counts.
+  void power(const std::string& state, std::int32_t reason = 2) const;
+
+  // "mdnsd", "airplaydemo" or "launcher", which must not run.
+  void startProcess(const std::string& process) const;
+
   void setFault(const std::string& fault, const std::string& target, std::int32_t value) const;
   void clearFault(const std::string& fault = "", const std::string& target = "") const;
   std::vector<Fault> faults() const;

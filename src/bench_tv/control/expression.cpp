@@ -32,7 +32,9 @@ class Expression::Reader {
     const std::size_t start = position;
     position = std::min(text.find_first_of("=!~ \t\n", position), text.size());
     term.field = text.substr(start, position - start);
-    if (term.field.empty()) throw ExpressionError("a field name is missing", start);
+    if (term.field.empty()) {
+      throw ExpressionError("a field name is missing", start);
+    }
     term.op = op(term.field);
     term.quoted = position < text.size() && (text[position] == '"' || text[position] == '\'');
     term.value = term.quoted ? quotedValue() : bareValue(term.field);
@@ -45,8 +47,9 @@ class Expression::Reader {
       position += 2;
       return Operator::kNotEqual;
     }
-    if (position < text.size() && (text[position] == '=' || text[position] == '~'))
+    if (position < text.size() && (text[position] == '=' || text[position] == '~')) {
       return text[position++] == '=' ? Operator::kEqual : Operator::kContains;
+    }
     throw ExpressionError("after \"" + field + "\" must come =, != or ~", position);
   }
 
@@ -55,22 +58,28 @@ class Expression::Reader {
     const char quote = text[position++];
     std::string value;
     for (; position < text.size() && text[position] != quote; ++position) {
-      if (text[position] == '\\' && position + 1 < text.size()) ++position;
+      if (text[position] == '\\' && position + 1 < text.size()) {
+        ++position;
+      }
       value += text[position];
     }
-    if (position == text.size()) throw ExpressionError("this quote is not closed", start);
+    if (position == text.size()) {
+      throw ExpressionError("this quote is not closed", start);
+    }
     ++position;
-    if (position < text.size() && std::string(kBlanks).find(text[position]) == std::string::npos)
+    if (position < text.size() && std::string(kBlanks).find(text[position]) == std::string::npos) {
       throw ExpressionError("a blank must follow the closing quote", position);
+    }
     return value;
   }
 
   std::string bareValue(const std::string& field) {
     const std::size_t start = position;
     position = std::min(text.find_first_of(kBlanks, position), text.size());
-    if (position == start)
+    if (position == start) {
       throw ExpressionError(
-          "\"" + field + "\" is compared with nothing: an empty value is written \"\"", start);
+          "\"" + field + R"(" is compared with nothing: an empty value is written "")", start);
+    }
     return text.substr(start, position - start);
   }
 
@@ -80,9 +89,12 @@ class Expression::Reader {
 
 Expression::Expression(const std::string& text) : source(text) {
   Reader reader(source);
-  while (!reader.atEnd()) terms.push_back(reader.term());
-  if (terms.empty())
+  while (!reader.atEnd()) {
+    terms.push_back(reader.term());
+  }
+  if (terms.empty()) {
     throw ExpressionError("the expression is empty: write for instance kind=log text~ready", 0);
+  }
 }
 
 bool Expression::matches(const Json::Value& event) const {
@@ -105,13 +117,17 @@ bool Expression::holds(const Term& term, const Json::Value& event) {
 }
 
 bool Expression::equal(const Json::Value& value, const Term& term) {
-  if (value.isNull()) return !term.quoted && term.value == "null";
+  if (value.isNull()) {
+    return !term.quoted && term.value == "null";
+  }
   if (value.isNumeric()) {
     char* end = nullptr;
     const double number = std::strtod(term.value.c_str(), &end);
     return end == term.value.c_str() + term.value.size() && number == value.asDouble();
   }
-  if (value.isString() && !term.quoted && term.value == "null") return false;
+  if (value.isString() && !term.quoted && term.value == "null") {
+    return false;
+  }
   return textOf(value) == term.value;
 }
 

@@ -22,7 +22,9 @@ class FileDescriptor {
   bool isOpen() const { return held >= 0; }
 
   void reset() {
-    if (held >= 0) close(std::exchange(held, -1));
+    if (held >= 0) {
+      close(std::exchange(held, -1));
+    }
   }
 
  private:

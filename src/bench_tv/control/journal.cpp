@@ -22,32 +22,42 @@ Journal::Journal(const std::filesystem::path& where) : path(where) {
   if (watch < 0 ||
       inotify_add_watch(watch, path.parent_path().c_str(), IN_MODIFY | IN_CREATE) < 0) {
     const std::error_code why(errno, std::generic_category());
-    if (watch >= 0) close(watch);
+    if (watch >= 0) {
+      close(watch);
+    }
     throw std::system_error(why, "cannot watch " + path.parent_path().native());
   }
 }
 
 Journal::~Journal() {
   close(watch);
-  if (file >= 0) close(file);
+  if (file >= 0) {
+    close(file);
+  }
 }
 
 std::vector<Json::Value> Journal::readNew() {
   std::vector<Json::Value> events;
-  if (file < 0) file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (file < 0) return events;
+  if (file < 0) {
+    file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  }
+  if (file < 0) {
+    return events;
+  }
 
   std::array<char, 65536> part;
-  for (ssize_t got; (got = read(file, part.data(), part.size())) > 0;)
+  for (ssize_t got; (got = read(file, part.data(), part.size())) > 0;) {
     unfinished.append(part.data(), static_cast<std::size_t>(got));
+  }
 
   std::size_t begin = 0;
   for (std::size_t end; (end = unfinished.find('\n', begin)) != std::string::npos;
        begin = end + 1) {
     ++lines;
     auto entry = parseJournalLine(unfinished.substr(begin, end - begin));
-    if (!entry)
+    if (!entry) {
       throw std::runtime_error(path.native() + ":" + std::to_string(lines) + ": not an event");
+    }
     events.push_back(std::move(entry->object));
   }
   unfinished.erase(0, begin);
@@ -63,7 +73,9 @@ Journal::Wake Journal::waitForMore(std::chrono::steady_clock::time_point deadlin
 
   std::array<pollfd, 2> waitFor{{{watch, POLLIN, 0}, {other, POLLIN, 0}}};
   const int ready = poll(waitFor.data(), waitFor.size(), timeout);
-  if (ready == 0) return Wake::kDeadline;
+  if (ready == 0) {
+    return Wake::kDeadline;
+  }
   if (waitFor[0].revents != 0) {
     std::array<char, 4096> notices;
     while (read(watch, notices.data(), notices.size()) > 0) {

@@ -4,7 +4,6 @@
 #include <sched.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <array>
@@ -13,6 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <fstream>
 #include <stdexcept>
 #include <system_error>
@@ -44,7 +44,9 @@ constexpr const char* kNetworkCommands[] = {
 // Private in the sandbox: what the service looks for by absolute path lies here.
 std::vector<std::string> privateFolders() {
   std::vector<std::string> folders{"/tmp", "/run", "/var/local"};
-  if (!fs::is_symlink("/var/run")) folders.emplace_back("/var/run");
+  if (!fs::is_symlink("/var/run")) {
+    folders.emplace_back("/var/run");
+  }
   return folders;
 }
 
@@ -57,7 +59,9 @@ std::vector<std::string> bwrapCommand(const SandboxPlan& plan, bool network) {
   std::vector<std::string> words{"bwrap", "--unshare-pid", "--as-pid-1", "--bind", "/",
                                  "/",     "--dev",         "/dev",       "--proc", "/proc"};
   const std::vector<std::string> folders = privateFolders();
-  for (const std::string& folder : folders) words.insert(words.end(), {"--tmpfs", folder});
+  for (const std::string& folder : folders) {
+    words.insert(words.end(), {"--tmpfs", folder});
+  }
   for (const fs::path& path : plan.visible) {
     for (const std::string& folder : folders) {
       if (liesIn(path, folder)) {
@@ -68,14 +72,17 @@ std::vector<std::string> bwrapCommand(const SandboxPlan& plan, bool network) {
   }
   words.insert(words.end(), {"--chdir", "/", "--"});
   words.insert(words.end(), plan.command.begin(), plan.command.end());
-  if (network)
+  if (network) {
     words.insert(words.end(), plan.networkArguments.begin(), plan.networkArguments.end());
+  }
   return words;
 }
 
 [[noreturn]] void execute(const std::vector<std::string>& command) {
   std::vector<char*> words;
-  for (const std::string& word : command) words.push_back(const_cast<char*>(word.c_str()));
+  for (const std::string& word : command) {
+    words.push_back(const_cast<char*>(word.c_str()));
+  }
   words.push_back(nullptr);
   execvp(words.front(), words.data());
   throw std::system_error(errno, std::generic_category(), "cannot execute " + command.front());
@@ -84,12 +91,15 @@ std::vector<std::string> bwrapCommand(const SandboxPlan& plan, bool network) {
 void writeFile(const char* path, const std::string& text) {
   const FileDescriptor file(open(path, O_WRONLY | O_CLOEXEC));
   if (!file.isOpen() ||
-      ::write(file.get(), text.data(), text.size()) != static_cast<ssize_t>(text.size()))
+      ::write(file.get(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
     throw std::system_error(errno, std::generic_category(), std::string("cannot write ") + path);
+  }
 }
 
 void enter(int namespaces, const char* what) {
-  if (unshare(namespaces) != 0) throw std::system_error(errno, std::generic_category(), what);
+  if (unshare(namespaces) != 0) {
+    throw std::system_error(errno, std::generic_category(), what);
+  }
 }
 
 void enterUserAndNetwork() {
@@ -128,9 +138,13 @@ std::string setUpNetwork() {
   for (const char* command : kNetworkCommands) {
     const std::string line = std::string("ip ") + command + " 2>&1";
     FILE* output = popen(line.c_str(), "re");
-    if (!output) return "cannot execute ip";
+    if (!output) {
+      return "cannot execute ip";
+    }
     std::array<char, 256> text{};
-    if (!std::fgets(text.data(), text.size(), output)) text[0] = '\0';
+    if (!std::fgets(text.data(), text.size(), output)) {
+      text[0] = '\0';
+    }
     if (pclose(output) != 0) {
       std::string why = std::string("ip ") + command + ": " + text.data();
       return why.substr(0, why.find('\n'));
@@ -142,8 +156,9 @@ std::string setUpNetwork() {
 void redirect(const fs::path& log) {
   const int null = open("/dev/null", O_RDONLY | O_CLOEXEC);
   const int out = open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
-  if (null < 0 || out < 0)
+  if (null < 0 || out < 0) {
     throw std::system_error(errno, std::generic_category(), "cannot write " + log.native());
+  }
   dup2(null, STDIN_FILENO);
   dup2(out, STDOUT_FILENO);
   dup2(out, STDERR_FILENO);
@@ -160,13 +175,16 @@ void widenPath() {
 // a pipe that the exec closes.
 pid_t startProcess(const SandboxPlan& plan, const std::function<void(int saying)>& body) {
   std::array<int, 2> ends{};
-  if (pipe2(ends.data(), O_CLOEXEC) != 0)
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) {
     throw std::system_error(errno, std::generic_category(), "cannot make a pipe");
+  }
   FileDescriptor hearing(ends[0]);
   FileDescriptor saying(ends[1]);
 
   const pid_t child = fork();
-  if (child < 0) throw std::system_error(errno, std::generic_category(), "cannot start a process");
+  if (child < 0) {
+    throw std::system_error(errno, std::generic_category(), "cannot start a process");
+  }
   if (child == 0) {
     try {
       setsid();
@@ -180,8 +198,9 @@ pid_t startProcess(const SandboxPlan& plan, const std::function<void(int saying)
   saying.reset();
   std::string heard;
   std::array<char, 512> part{};
-  for (ssize_t got; (got = read(hearing.get(), part.data(), part.size())) > 0;)
+  for (ssize_t got; (got = read(hearing.get(), part.data(), part.size())) > 0;) {
     heard.append(part.data(), static_cast<std::size_t>(got));
+  }
   while (!heard.empty()) {
     const std::string line = heard.substr(0, heard.find('\n'));
     heard.erase(0, line.size() + 1);
@@ -189,7 +208,9 @@ pid_t startProcess(const SandboxPlan& plan, const std::function<void(int saying)
       waitpid(child, nullptr, 0);
       throw std::runtime_error(line.substr(1));
     }
-    if (plan.say) plan.say(line);
+    if (plan.say) {
+      plan.say(line);
+    }
   }
   return child;
 }
@@ -202,7 +223,9 @@ std::string sandboxObstacle() {
   trial.uptime = 1;
   std::string log = "/tmp/benchtv-trial-XXXXXX";
   const FileDescriptor made(mkstemp(log.data()));
-  if (!made.isOpen()) return std::string("cannot write to /tmp: ") + strerror(errno);
+  if (!made.isOpen()) {
+    return std::string("cannot write to /tmp: ") + strerror(errno);
+  }
   trial.log = log;
 
   std::string obstacle;
@@ -218,7 +241,9 @@ std::string sandboxObstacle() {
     if (waitpid(child, &status, 0) != child || status != 0) {
       std::ifstream in(trial.log);
       std::getline(in, obstacle);
-      if (obstacle.empty()) obstacle = "bwrap failed without a word";
+      if (obstacle.empty()) {
+        obstacle = "bwrap failed without a word";
+      }
     }
   } catch (const std::exception& why) {
     obstacle = why.what();
@@ -233,9 +258,10 @@ pid_t startInSandbox(const SandboxPlan& plan) {
     widenPath();
     enterUserAndNetwork();
     const std::string noNetwork = setUpNetwork();
-    if (!noNetwork.empty())
+    if (!noNetwork.empty()) {
       dprintf(saying, "no private network with multicast, so mdnsd is a stand-in: %s\n",
               noNetwork.c_str());
+    }
     enterTime(plan.uptime);
     execute(bwrapCommand(plan, noNetwork.empty()));
   });

@@ -24,7 +24,9 @@ std::string journalLine(std::uint64_t seq, std::int64_t micros, const std::strin
                         const JournalFields& fields) {
   std::string line = "{\"seq\":" + std::to_string(seq) + ",\"t\":" + secondsText(micros) +
                      ",\"kind\":" + jsonText(kind);
-  for (const auto& [name, value] : fields) line += "," + jsonText(name) + ":" + jsonText(value);
+  for (const auto& [name, value] : fields) {
+    line += "," + jsonText(name) + ":" + jsonText(value);
+  }
   return line += "}\n";
 }
 
@@ -32,11 +34,15 @@ std::optional<JournalEntry> parseJournalLine(const std::string& line) {
   try {
     JournalEntry entry;
     entry.object = parseJson(line);
-    if (!entry.object.isObject()) return std::nullopt;
+    if (!entry.object.isObject()) {
+      return std::nullopt;
+    }
     const Json::Value& seq = entry.object["seq"];
     const Json::Value& t = entry.object["t"];
     const Json::Value& kind = entry.object["kind"];
-    if (!seq.isUInt64() || !t.isNumeric() || !kind.isString()) return std::nullopt;
+    if (!seq.isUInt64() || !t.isNumeric() || !kind.isString()) {
+      return std::nullopt;
+    }
     entry.seq = seq.asUInt64();
     entry.micros = std::llround(t.asDouble() * static_cast<double>(kMicros));
     entry.kind = kind.asString();

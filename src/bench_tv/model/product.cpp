@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -25,37 +26,54 @@ class ProductReader {
   Product read() const {
     Product product;
     product.name = file.stem();
-    for (const SettingKey& row : settingKeys()) product.values[row.key] = row.fallback;
+    for (const SettingKey& row : settingKeys()) {
+      product.values[row.key] = row.fallback;
+    }
 
     const YAML::Node root = parse();
-    if (root.IsNull()) return product;
-    if (!root.IsMap()) fail(root, "a product file is a map of fields, such as \"brand_id: 183\"");
+    if (root.IsNull()) {
+      return product;
+    }
+    if (!root.IsMap()) {
+      fail(root, "a product file is a map of fields, such as \"brand_id: 183\"");
+    }
 
     std::set<std::string> seen;
     std::vector<std::string> leftOut;
     for (const auto& entry : root) {
       const std::string field = nameOf(entry.first);
-      if (!seen.insert(field).second) fail(entry.first, "the field \"" + field + "\" stands twice");
-      if (entry.second.IsNull()) fail(entry.first, "the field \"" + field + "\" has no value");
-      if (field == "missing")
+      if (!seen.insert(field).second) {
+        fail(entry.first, "the field \"" + field + "\" stands twice");
+      }
+      if (entry.second.IsNull()) {
+        fail(entry.first, "the field \"" + field + "\" has no value");
+      }
+      if (field == "missing") {
         leftOut = keysOf(entry.second);
-      else
+      } else {
         product.values[rowOf(entry.first, field).key] =
             valueOf(entry.second, rowOf(entry.first, field));
+      }
     }
-    for (const std::string& key : leftOut) product.values.erase(key);
+    for (const std::string& key : leftOut) {
+      product.values.erase(key);
+    }
     return product;
   }
 
  private:
   YAML::Node parse() const {
     std::error_code error;
-    if (!std::filesystem::is_regular_file(file, error))
+    if (!std::filesystem::is_regular_file(file, error)) {
       throw ProductError(file.string() + ": is no file that can be read");
-    if (std::filesystem::file_size(file, error) > kLargestFile)
+    }
+    if (std::filesystem::file_size(file, error) > kLargestFile) {
       throw ProductError(file.string() + ": is larger than a product file may be (256 KiB)");
+    }
     std::ifstream stream(file);
-    if (!stream) throw ProductError(file.string() + ": cannot be read: " + std::strerror(errno));
+    if (!stream) {
+      throw ProductError(file.string() + ": cannot be read: " + std::strerror(errno));
+    }
     const std::string text((std::istreambuf_iterator<char>(stream)), {});
     try {
       return YAML::Load(text);
@@ -65,21 +83,28 @@ class ProductReader {
   }
 
   std::string nameOf(const YAML::Node& node) const {
-    if (!node.IsScalar()) fail(node, "a field's name must be one word");
+    if (!node.IsScalar()) {
+      fail(node, "a field's name must be one word");
+    }
     return node.Scalar();
   }
 
   const SettingKey& rowOf(const YAML::Node& node, const std::string& field) const {
     const SettingKey* row = findSettingField(field);
-    if (!row) fail(node, "unknown field \"" + field + "\": allowed are " + allFields());
+    if (!row) {
+      fail(node, "unknown field \"" + field + "\": allowed are " + allFields());
+    }
     return *row;
   }
 
   std::vector<std::string> keysOf(const YAML::Node& fields) const {
-    if (!fields.IsSequence())
+    if (!fields.IsSequence()) {
       fail(fields, "\"missing\" must be a list of fields, such as [region]");
+    }
     std::vector<std::string> keys;
-    for (const YAML::Node& field : fields) keys.push_back(rowOf(field, nameOf(field)).key);
+    for (const YAML::Node& field : fields) {
+      keys.emplace_back(rowOf(field, nameOf(field)).key);
+    }
     return keys;
   }
 
@@ -98,42 +123,59 @@ class ProductReader {
   std::int32_t integerOf(const YAML::Node& node, const SettingKey& row) const {
     std::int32_t number = 0;
     // A quoted number is a text, which the tag "!" tells.
-    if (!node.IsScalar() || node.Tag() == "!" || !YAML::convert<std::int32_t>::decode(node, number))
+    if (!node.IsScalar() || node.Tag() == "!" ||
+        !YAML::convert<std::int32_t>::decode(node, number)) {
       fail(node, std::string("\"") + row.field +
                      "\" must be an integer between -2147483648 and 2147483647");
+    }
     return number;
   }
 
   std::string textOf(const YAML::Node& node, const std::string& otherwise) const {
-    if (!node.IsScalar()) fail(node, otherwise);
-    if (node.Scalar().find('\0') != std::string::npos)
+    if (!node.IsScalar()) {
+      fail(node, otherwise);
+    }
+    if (node.Scalar().find('\0') != std::string::npos) {
       fail(node, otherwise + " without NUL characters");
+    }
     return node.Scalar();
   }
 
   Texts textsOf(const YAML::Node& node, const SettingKey& row) const {
     const std::string otherwise = std::string("\"") + row.field + "\" must be a list of texts";
-    if (!node.IsSequence()) fail(node, otherwise);
+    if (!node.IsSequence()) {
+      fail(node, otherwise);
+    }
     Texts texts;
-    for (const YAML::Node& element : node) texts.push_back(textOf(element, otherwise));
+    for (const YAML::Node& element : node) {
+      texts.push_back(textOf(element, otherwise));
+    }
     return texts;
   }
 
   Texts recordsOf(const YAML::Node& node, const SettingKey& row) const {
     const std::string otherwise =
         std::string("\"") + row.field + "\" must be a list of records of four texts each";
-    if (!node.IsSequence()) fail(node, otherwise);
+    if (!node.IsSequence()) {
+      fail(node, otherwise);
+    }
     Texts texts;
     for (const YAML::Node& record : node) {
-      if (!record.IsSequence() || record.size() != kTextsInRecord) fail(record, otherwise);
-      for (const YAML::Node& element : record) texts.push_back(textOf(element, otherwise));
+      if (!record.IsSequence() || record.size() != kTextsInRecord) {
+        fail(record, otherwise);
+      }
+      for (const YAML::Node& element : record) {
+        texts.push_back(textOf(element, otherwise));
+      }
     }
     return texts;
   }
 
   static std::string allFields() {
     std::string names = "missing";
-    for (const SettingKey& row : settingKeys()) names += std::string(", ") + row.field;
+    for (const SettingKey& row : settingKeys()) {
+      names += std::string(", ") + row.field;
+    }
     return names;
   }
 
@@ -155,12 +197,18 @@ Product loadProduct(const std::filesystem::path& file) { return ProductReader(fi
 std::filesystem::path findProduct(const std::string& nameOrFile,
                                   const std::filesystem::path& folder) {
   const std::filesystem::path given(nameOrFile);
-  if (nameOrFile.find('/') != std::string::npos || given.extension() == ".yaml") return given;
+  if (nameOrFile.find('/') != std::string::npos || given.extension() == ".yaml") {
+    return given;
+  }
   const std::filesystem::path known = folder / (nameOrFile + ".yaml");
   std::error_code error;
-  if (std::filesystem::is_regular_file(known, error)) return known;
+  if (std::filesystem::is_regular_file(known, error)) {
+    return known;
+  }
   std::string names;
-  for (const std::string& name : productNames(folder)) names += (names.empty() ? "" : ", ") + name;
+  for (const std::string& name : productNames(folder)) {
+    names += (names.empty() ? "" : ", ") + name;
+  }
   throw ProductError("no product \"" + nameOrFile + "\": there are " +
                      (names.empty() ? "none in " + folder.string() : names) +
                      "; or give the path of a file that ends in .yaml");
@@ -169,8 +217,11 @@ std::filesystem::path findProduct(const std::string& nameOrFile,
 std::vector<std::string> productNames(const std::filesystem::path& folder) {
   std::vector<std::string> names;
   std::error_code error;
-  for (const auto& entry : std::filesystem::directory_iterator(folder, error))
-    if (entry.path().extension() == ".yaml") names.push_back(entry.path().stem());
+  for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
+    if (entry.path().extension() == ".yaml") {
+      names.push_back(entry.path().stem());
+    }
+  }
   std::sort(names.begin(), names.end());
   return names;
 }

@@ -36,15 +36,15 @@ const std::vector<SettingKey>& settingKeys() {
       {kMuteKey,                                         "mute",                 i32,  0},
       {"torvo.sl2.i32.system.airplay.support",           "capability",           i32,  1},
       {"torvo.sl2.i32.system.audio.only",                "audio_only",           i32,  0},
-      {"torvo.sl2.i32.system.enum.pwr.use.case",         "power_use_case",       i32,  2},
-      {"torvo.sl2.i32.system.enum.screen.state",         "screen_state",         i32,  1},
+      {kPowerUseCaseKey,                                 "power_use_case",       i32,  2},
+      {kScreenStateKey,                                  "screen_state",         i32,  1},
       {"torvo.sl2.i32.system.lasertv.enable",            "laser_tv",             i32,  0},
       {"torvo.sl2.i32.system.open.from.standby",         "open_from_standby",    i32,  0},
       {kBrandKey,                                        "brand",                str,  brand},
       {kSerialKey,                                       "serial",               str,  serial},
       {kModelKey,                                        "model",                str,  model},
       {"torvo.sl2.str.norfactory.software.version",      "software_version",     str,  version},
-      {"torvo.sl2.str.source.app.current",               "current_app",          str,  launcher},
+      {kCurrentAppKey,                                   "current_app",          str,  launcher},
       {kAppStatusKey,                                    "app_status",           str,  noText},
       {"torvo.sl2.vstr.app.setting.airplay.status",      "life_cycle",           vstr, noTexts},
       {"torvo.sl2.vstr.source.input.name",               "inputs",               vstr, inputs, four}
@@ -54,14 +54,20 @@ const std::vector<SettingKey>& settingKeys() {
 }
 
 const SettingKey* findSettingKey(const std::string& key) {
-  for (const SettingKey& row : settingKeys())
-    if (key == row.key) return &row;
+  for (const SettingKey& row : settingKeys()) {
+    if (key == row.key) {
+      return &row;
+    }
+  }
   return nullptr;
 }
 
 const SettingKey* findSettingField(const std::string& field) {
-  for (const SettingKey& row : settingKeys())
-    if (field == row.field) return &row;
+  for (const SettingKey& row : settingKeys()) {
+    if (field == row.field) {
+      return &row;
+    }
+  }
   return nullptr;
 }
 

@@ -31,6 +31,9 @@ const SettingKey* findSettingField(const std::string& field);
 
 // Keys that the set itself works with.
 inline constexpr char kAppStatusKey[] = "torvo.sl2.str.source.app.status";
+inline constexpr char kCurrentAppKey[] = "torvo.sl2.str.source.app.current";
+inline constexpr char kPowerUseCaseKey[] = "torvo.sl2.i32.system.enum.pwr.use.case";
+inline constexpr char kScreenStateKey[] = "torvo.sl2.i32.system.enum.screen.state";
 inline constexpr char kMuteKey[] = "torvo.sl2.i32.sound.main.mute";
 inline constexpr char kBrandKey[] = "torvo.sl2.str.norfactory.fullbrand";
 inline constexpr char kModelKey[] = "torvo.sl2.str.norfactory.production.type";

@@ -11,8 +11,9 @@ namespace {
 
 std::string textOf(const Json::Value& json) {
   std::string text = json.asString();
-  if (text.find('\0') != std::string::npos)
+  if (text.find('\0') != std::string::npos) {
     throw std::invalid_argument("a text holds no NUL character");
+  }
   return text;
 }
 
@@ -45,10 +46,16 @@ Value emptyValue(Kind kind) {
 }
 
 Json::Value toJson(const Value& value) {
-  if (const auto* number = std::get_if<std::int32_t>(&value)) return *number;
-  if (const auto* text = std::get_if<std::string>(&value)) return *text;
+  if (const auto* number = std::get_if<std::int32_t>(&value)) {
+    return *number;
+  }
+  if (const auto* text = std::get_if<std::string>(&value)) {
+    return *text;
+  }
   Json::Value list(Json::arrayValue);
-  for (const std::string& text : std::get<Texts>(value)) list.append(text);
+  for (const std::string& text : std::get<Texts>(value)) {
+    list.append(text);
+  }
   return list;
 }
 
@@ -57,21 +64,26 @@ Value parseValue(Kind kind, const std::string& json) {
   switch (kind) {
     case Kind::kInteger:
       // A real number such as 2.0 also counts as "an int" to the library.
-      if ((parsed.type() != Json::intValue && parsed.type() != Json::uintValue) || !parsed.isInt())
+      if ((parsed.type() != Json::intValue && parsed.type() != Json::uintValue) ||
+          !parsed.isInt()) {
         throw std::invalid_argument("the value must be an integer of 32 bits, such as 3");
+      }
       return parsed.asInt();
     case Kind::kText:
-      if (!parsed.isString())
+      if (!parsed.isString()) {
         throw std::invalid_argument("the value must be a text in double quotes, such as \"TV\"");
+      }
       return textOf(parsed);
     case Kind::kTexts: {
-      if (!parsed.isArray())
+      if (!parsed.isArray()) {
         throw std::invalid_argument(
-            "the value must be a list of texts, such as [\"started\", \"\"]");
+            R"(the value must be a list of texts, such as ["started", ""])");
+      }
       Texts texts;
       for (const Json::Value& element : parsed) {
-        if (!element.isString())
+        if (!element.isString()) {
           throw std::invalid_argument("every element of the list must be a text in double quotes");
+        }
         texts.push_back(textOf(element));
       }
       return texts;
@@ -94,7 +106,9 @@ Json::Value parseJson(const std::string& json) {
   } catch (const std::exception& tooDeep) {
     errors = tooDeep.what();
   }
-  if (!ok) throw std::invalid_argument("not JSON: " + errors);
+  if (!ok) {
+    throw std::invalid_argument("not JSON: " + errors);
+  }
   return parsed;
 }
 

@@ -12,6 +12,9 @@
 
 namespace benchtv {
 
+// The set's input event for a key: 76 bytes, with the code at byte 24.
+std::string keyEvent(std::int32_t code);
+
 // A status is 0 or a negated errno: -ENODEV while there is no application manager, -ENOENT for an
 // application that has not registered.
 class AppClients {

@@ -1,29 +1,43 @@
 #include "set/app_manager.h"
 
 #include <poll.h>
-#include <signal.h>
 
 #include <algorithm>
+#include <csignal>
 #include <utility>
 
 #include "model/value.h"
 #include "set/clock.h"
+#include "set/refusal.h"
 
 namespace benchtv {
 namespace {
 
 constexpr std::int64_t kStopMicros = 1'000'000;
 constexpr char kStarted[] = "started";
+constexpr char kPaused[] = "paused";
 constexpr char kStopped[] = "stopped";
 
 // Those that a person or the set itself ends a process with; any other is a crash.
 bool isWanted(int status) { return status == 0 || status == -SIGTERM || status == -SIGKILL; }
 
+// What stands in the brackets; nothing where there are none.
+std::optional<std::string> applicationParameter(const std::string& text) {
+  if (text.size() < 2 || text.front() != '[' || text.back() != ']') {
+    return std::nullopt;
+  }
+  return text.substr(1, text.size() - 2);
+}
+
+std::string firstWord(const std::string& text) { return text.substr(0, text.find(' ')); }
+
 }  // namespace
 
-AppManager::AppManager(Planner planner, Publisher publisher, std::string mark, Journal& setJournal)
+AppManager::AppManager(Planner planner, Publisher publisher, Placer placer, std::string mark,
+                       Journal& setJournal)
     : plan(std::move(planner)),
       publish(std::move(publisher)),
+      placeApp(std::move(placer)),
       busMark(std::move(mark)),
       journal(setJournal) {}
 
@@ -43,33 +57,75 @@ void AppManager::adopt() {
 }
 
 void AppManager::reportsObserved() {
-  for (Helper& helper : helpers)
-    if (std::exchange(helper.endUnreported, false)) report(helper, kStopped);
+  for (Helper& helper : helpers) {
+    if (std::exchange(helper.endUnreported, false)) {
+      report(helper, kStopped);
+    }
+  }
 }
 
 void AppManager::command(const Record& record) {
   struct Row {
     const char* word;
+    Helper* (AppManager::*find)(const std::string& parameter);
     void (AppManager::*act)(Helper&);
   };
   static constexpr Row kRows[] = {
-      {"start", &AppManager::start},
-      {"stop", &AppManager::stop},
-      {"reset", &AppManager::reset},
+      {"start", &AppManager::toStart, &AppManager::start},
+      {"stop", &AppManager::named, &AppManager::stop},
+      {"reset", &AppManager::named, &AppManager::reset},
+      {"backgm", &AppManager::named, &AppManager::sendBack},
+      {"foregm", &AppManager::named, &AppManager::bringForward},
   };
-  Helper* helper = record.para ? find(*record.para) : nullptr;
-  if (!helper) return;
-  for (const Row& row : kRows)
-    if (record.cmd == row.word) (this->*row.act)(*helper);
+  if (!record.para) {
+    return;
+  }
+  for (const Row& row : kRows) {
+    if (record.cmd != row.word) {
+      continue;
+    }
+    Helper* helper = (this->*row.find)(*record.para);
+    if (helper && helper->role != Role::kUi) {
+      (this->*row.act)(*helper);
+    }
+  }
+}
+
+void AppManager::startByHand(const std::string& process) {
+  std::string names;
+  for (Helper& helper : helpers) {
+    if (helper.role == Role::kApplication) {
+      continue;
+    }
+    names += (names.empty() ? "" : ", ") + helper.process;
+    if (helper.process != process) {
+      continue;
+    }
+    if (helper.running) {
+      throw Refusal(process + " runs already");
+    }
+    launch(helper);
+    return;
+  }
+  throw Refusal("no process \"" + process + "\" to start: there are " + names);
+}
+
+void AppManager::startUi() {
+  for (Helper& helper : helpers) {
+    if (helper.role == Role::kUi && !helper.running) {
+      launch(helper);
+    }
+  }
 }
 
 void AppManager::start(Helper& helper) {
-  if (!helper.running)
+  if (!helper.running) {
     launch(helper);
-  else if (helper.stopping)
+  } else if (helper.stopping) {
     helper.startAgain = true;
-  else
+  } else {
     report(helper, kStarted);
+  }
 }
 
 void AppManager::stop(Helper& helper) {
@@ -78,7 +134,9 @@ void AppManager::stop(Helper& helper) {
     report(helper, kStopped);
     return;
   }
-  if (helper.stopping) return;
+  if (helper.stopping) {
+    return;
+  }
   note("stop", helper);
   helper.stopping = true;
   helper.killAt = monotonicMicros() + kStopMicros;
@@ -86,14 +144,34 @@ void AppManager::stop(Helper& helper) {
 }
 
 void AppManager::reset(Helper& helper) {
-  if (helper.running) stop(helper);
+  if (helper.running) {
+    stop(helper);
+  }
   start(helper);
+}
+
+void AppManager::bringForward(Helper& helper) {
+  if (helper.role != Role::kApplication) {
+    return;
+  }
+  report(helper, helper.running && !helper.stopping ? kStarted : kStopped);
+}
+
+void AppManager::sendBack(Helper& helper) {
+  if (helper.role != Role::kApplication) {
+    return;
+  }
+  report(helper, helper.running && !helper.stopping ? kPaused : kStopped);
 }
 
 void AppManager::launch(Helper& helper) {
   helper.endUnreported = false;
   try {
-    helper.running = Process::start(plan(helper.process));
+    LaunchPlan launchPlan = plan(helper.process);
+    if (helper.role == Role::kApplication) {
+      launchPlan.arguments.push_back(helper.parameter);
+    }
+    helper.running = Process::start(launchPlan);
   } catch (const std::exception& failed) {
     journal.error(helper.process, std::string("cannot be started: ") + failed.what());
     return;
@@ -104,18 +182,24 @@ void AppManager::launch(Helper& helper) {
 
 std::vector<int> AppManager::descriptors() const {
   std::vector<int> all;
-  for (const Helper& helper : helpers)
-    if (helper.running) all.push_back(helper.running->descriptor());
+  for (const Helper& helper : helpers) {
+    if (helper.running) {
+      all.push_back(helper.running->descriptor());
+    }
+  }
   return all;
 }
 
 void AppManager::check() {
   for (Helper& helper : helpers) {
-    if (!helper.running) continue;
-    if (helper.running->hasEnded())
+    if (!helper.running) {
+      continue;
+    }
+    if (helper.running->hasEnded()) {
       ended(helper);
-    else if (helper.stopping && monotonicMicros() >= helper.killAt)
+    } else if (helper.stopping && monotonicMicros() >= helper.killAt) {
       helper.running->signal(SIGKILL);
+    }
   }
 }
 
@@ -128,29 +212,41 @@ void AppManager::ended(Helper& helper) {
                                  {"name", helper.process},
                                  {"pid", pid},
                                  {"status", status ? Json::Value(*status) : Json::Value()}});
-  if (status && !isWanted(*status))
+  if (status && !isWanted(*status)) {
     journal.error(helper.process, *status < 0 ? "ended by signal " + std::to_string(-*status)
                                               : "ended with status " + std::to_string(*status));
+  }
   report(helper, kStopped);
-  if (std::exchange(helper.startAgain, false)) launch(helper);
+  if (std::exchange(helper.startAgain, false)) {
+    launch(helper);
+  }
 }
 
 std::optional<std::int64_t> AppManager::deadline() const {
   std::optional<std::int64_t> first;
-  for (const Helper& helper : helpers)
-    if (helper.running && helper.stopping)
+  for (const Helper& helper : helpers) {
+    if (helper.running && helper.stopping) {
       first = first ? std::min(*first, helper.killAt) : helper.killAt;
+    }
+  }
   return first;
 }
 
 void AppManager::endAll() {
-  for (Helper& helper : helpers)
-    if (helper.running) stop(helper);
+  for (Helper& helper : helpers) {
+    if (helper.running) {
+      stop(helper);
+    }
+  }
   const std::int64_t giveUpAt = monotonicMicros() + 2 * kStopMicros;
   while (const auto first = deadline()) {
-    if (monotonicMicros() > giveUpAt) return;
+    if (monotonicMicros() > giveUpAt) {
+      return;
+    }
     std::vector<pollfd> waits;
-    for (const int fd : descriptors()) waits.push_back({fd, POLLIN, 0});
+    for (const int fd : descriptors()) {
+      waits.push_back({fd, POLLIN, 0});
+    }
     const std::int64_t left = std::max<std::int64_t>(0, *first - monotonicMicros());
     poll(waits.data(), waits.size(), static_cast<int>(left / 1000) + 1);
     check();
@@ -159,18 +255,45 @@ void AppManager::endAll() {
 
 std::map<std::string, int> AppManager::processes() const {
   std::map<std::string, int> all;
-  for (const Helper& helper : helpers)
+  for (const Helper& helper : helpers) {
     all[helper.process] = helper.running ? helper.running->pid() : 0;
+  }
   return all;
 }
 
-AppManager::Helper* AppManager::find(const std::string& id) {
-  for (Helper& helper : helpers)
-    if (helper.id == id) return &helper;
+AppManager::Helper* AppManager::named(const std::string& parameter) {
+  for (Helper& helper : helpers) {
+    if (parameter == helper.id || (helper.running && parameter == helper.parameter)) {
+      return &helper;
+    }
+  }
+  return nullptr;
+}
+
+AppManager::Helper* AppManager::toStart(const std::string& parameter) {
+  const auto application = applicationParameter(parameter);
+  for (Helper& helper : helpers) {
+    if (helper.role == Role::kApplication) {
+      if (!application || firstWord(*application) != helper.id) {
+        continue;
+      }
+      helper.parameter = *application;
+      return &helper;
+    }
+    if (parameter == helper.id) {
+      return &helper;
+    }
+  }
   return nullptr;
 }
 
 void AppManager::report(const Helper& helper, const char* status) {
+  if (helper.role == Role::kUi) {
+    return;
+  }
+  if (helper.role == Role::kApplication) {
+    placeApp(helper.id, std::string(kStarted) == status ? Place::kForeground : Place::kBackground);
+  }
   Json::Value words(Json::objectValue);
   words["appId"] = helper.id;
   words["appStatus"] = status;
@@ -178,8 +301,11 @@ void AppManager::report(const Helper& helper, const char* status) {
 }
 
 void AppManager::note(const char* op, const Helper& helper) {
-  journal.write(kind::kProcess,
-                {{"op", op}, {"name", helper.process}, {"pid", helper.running->pid()}});
+  JournalFields fields = {{"op", op}, {"name", helper.process}, {"pid", helper.running->pid()}};
+  if (helper.role == Role::kApplication) {
+    fields.emplace_back("param", helper.parameter);
+  }
+  journal.write(kind::kProcess, fields);
 }
 
 }  // namespace benchtv

@@ -40,19 +40,24 @@ Bytes toWire(const std::string& text) { return {text.begin(), text.end()}; }
 
 Texts fromWire(const std::vector<Bytes>& list) {
   Texts texts;
-  for (const Bytes& bytes : list) texts.push_back(fromWire(bytes));
+  for (const Bytes& bytes : list) {
+    texts.push_back(fromWire(bytes));
+  }
   return texts;
 }
 
 std::vector<Bytes> toWire(const Texts& texts) {
   std::vector<Bytes> list;
-  for (const std::string& text : texts) list.push_back(toWire(text));
+  for (const std::string& text : texts) {
+    list.push_back(toWire(text));
+  }
   return list;
 }
 
 Record fromWire(const WireRecord& wire) {
-  if (wire.size() != kFieldsInRecord)
+  if (wire.size() != kFieldsInRecord) {
     throw Refusal("a record has five fields, not " + std::to_string(wire.size()));
+  }
   const auto field = [&](std::size_t i) {
     return wire[i].get<0>() ? Field(fromWire(wire[i].get<1>())) : Field();
   };
@@ -61,31 +66,44 @@ Record fromWire(const WireRecord& wire) {
 
 WireRecord toWire(const Record& record) {
   WireRecord wire;
-  for (const Field* field : {&record.src, &record.ack, &record.dest, &record.cmd, &record.para})
+  for (const Field* field : {&record.src, &record.ack, &record.dest, &record.cmd, &record.para}) {
     wire.emplace_back(field->has_value(), toWire(field->value_or("")));
+  }
   return wire;
 }
 
 sdbus::Variant toWire(const Value& value) {
-  if (const auto* number = std::get_if<std::int32_t>(&value)) return *number;
-  if (const auto* text = std::get_if<std::string>(&value)) return toWire(*text);
+  if (const auto* number = std::get_if<std::int32_t>(&value)) {
+    return *number;
+  }
+  if (const auto* text = std::get_if<std::string>(&value)) {
+    return toWire(*text);
+  }
   return toWire(std::get<Texts>(value));
 }
 
 // Nothing for a type that no setting has, and for a text with a NUL.
 std::optional<Value> fromWire(const sdbus::Variant& wire) {
-  if (wire.containsValueOfType<std::int32_t>()) return wire.get<std::int32_t>();
+  if (wire.containsValueOfType<std::int32_t>()) {
+    return wire.get<std::int32_t>();
+  }
   Texts texts;
   const bool isText = wire.containsValueOfType<Bytes>();
-  if (isText)
+  if (isText) {
     texts.push_back(fromWire(wire.get<Bytes>()));
-  else if (wire.containsValueOfType<std::vector<Bytes>>())
+  } else if (wire.containsValueOfType<std::vector<Bytes>>()) {
     texts = fromWire(wire.get<std::vector<Bytes>>());
-  else
+  } else {
     return std::nullopt;
-  for (const std::string& text : texts)
-    if (text.find('\0') != std::string::npos) return std::nullopt;
-  if (isText) return texts.front();
+  }
+  for (const std::string& text : texts) {
+    if (text.find('\0') != std::string::npos) {
+      return std::nullopt;
+    }
+  }
+  if (isText) {
+    return texts.front();
+  }
   return texts;
 }
 
@@ -240,6 +258,18 @@ class SetObject : public sdbus::AdaptorInterfaces<
     return guarded([&] { return set.apps.call(app, operation, fromWire(texts), reason); });
   }
 
+  std::uint64_t Key(const std::string& key) override {
+    return guarded([&] { return set.pressKey(key); });
+  }
+
+  void Power(const std::string& state, const std::int32_t& reason) override {
+    guarded([&] { set.power(state, reason); });
+  }
+
+  void StartProcess(const std::string& name) override {
+    guarded([&] { set.manager.startByHand(name); });
+  }
+
   void SetFault(const std::string& fault, const std::string& target,
                 const std::int32_t& value) override {
     guarded([&] { set.faults.set(fault, target, value); });
@@ -252,8 +282,9 @@ class SetObject : public sdbus::AdaptorInterfaces<
   std::vector<sdbus::Struct<std::string, std::string, std::int32_t>> ListFaults() override {
     return guarded([&] {
       std::vector<sdbus::Struct<std::string, std::string, std::int32_t>> all;
-      for (const auto& [fault, target, value] : set.faults.list())
+      for (const auto& [fault, target, value] : set.faults.list()) {
         all.emplace_back(fault, target, value);
+      }
       return all;
     });
   }
@@ -268,9 +299,12 @@ class SetObject : public sdbus::AdaptorInterfaces<
   }
 
   const Value& known(const std::string& key) const {
-    if (const Value* value = set.settings.find(key)) return *value;
-    if (findSettingKey(key))
+    if (const Value* value = set.settings.find(key)) {
+      return *value;
+    }
+    if (findSettingKey(key)) {
       throw Refusal("the product " + set.product.name + " leaves out the key \"" + key + "\"");
+    }
     throw Refusal("no settings key \"" + key + "\": see the list of settings");
   }
 
@@ -305,7 +339,9 @@ void BusFront::connect(TvSet& tvSet) {
     daemon->uponSignal("NameOwnerChanged")
         .onInterface(kDaemonName)
         .call([this](const std::string& name, const std::string&, const std::string& owner) {
-          if (owner.empty()) gone(name);
+          if (owner.empty()) {
+            gone(name);
+          }
         });
     daemon->finishRegistration();
     object = std::make_unique<SetObject>(*connection, *this, tvSet);
@@ -330,7 +366,9 @@ BusFront::Wait BusFront::wait() const {
 void BusFront::process() {
   try {
     flush();
-    for (int i = 0; i < kMessagesAtOnce && connection->processPendingRequest(); ++i) flush();
+    for (int i = 0; i < kMessagesAtOnce && connection->processPendingRequest(); ++i) {
+      flush();
+    }
   } catch (const sdbus::Error& error) {
     std::fprintf(stderr, "benchtv_set: the bus is gone: %s\n", error.getMessage().c_str());
     disconnect();
@@ -338,7 +376,9 @@ void BusFront::process() {
 }
 
 void BusFront::flush() {
-  for (const auto& emit : std::exchange(outbox, {})) emit(*object);
+  for (const auto& emit : std::exchange(outbox, {})) {
+    emit(*object);
+  }
 }
 
 void BusFront::disconnect() {
@@ -346,22 +386,30 @@ void BusFront::disconnect() {
   daemon.reset();
   connection.reset();
   outbox.clear();
-  for (const std::string& client : std::exchange(clients, {})) set->clientGone(client);
+  for (const std::string& client : std::exchange(clients, {})) {
+    set->clientGone(client);
+  }
 }
 
 void BusFront::expect(const std::string& client) {
-  if (clients.count(client) > 0) return;
+  if (clients.count(client) > 0) {
+    return;
+  }
   bool present = false;
   daemon->callMethod("NameHasOwner")
       .onInterface(kDaemonName)
       .withArguments(client)
       .storeResultsTo(present);
-  if (!present) throw Refusal("the client \"" + client + "\" is not on the bus");
+  if (!present) {
+    throw Refusal("the client \"" + client + "\" is not on the bus");
+  }
   clients.insert(client);
 }
 
 void BusFront::gone(const std::string& client) {
-  if (clients.erase(client) == 0) return;
+  if (clients.erase(client) == 0) {
+    return;
+  }
   try {
     set->clientGone(client);
   } catch (const std::exception& wrong) {

@@ -1,7 +1,6 @@
 #include "set/event_loop.h"
 
 #include <poll.h>
-#include <signal.h>
 #include <sys/inotify.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
@@ -9,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <stdexcept>
 #include <system_error>
@@ -37,7 +37,9 @@ void drain(int fd) {
 }
 
 int sooner(int a, int b) {
-  if (a == kForEver || b == kForEver) return std::max(a, b);
+  if (a == kForEver || b == kForEver) {
+    return std::max(a, b);
+  }
   return std::min(a, b);
 }
 
@@ -49,19 +51,23 @@ EventLoop::EventLoop(TvSet& tvSet, BusFront& busFront)
       signals(openSignals()),
       logChanges(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
   if (!signals || !logChanges ||
-      inotify_add_watch(logChanges.get(), set.journal.serviceLog().c_str(), IN_MODIFY) < 0)
+      inotify_add_watch(logChanges.get(), set.journal.serviceLog().c_str(), IN_MODIFY) < 0) {
     throw std::system_error(errno, std::generic_category(), "event loop");
+  }
 }
 
 void EventLoop::run() {
   for (;;) {
-    if (front.isConnected())
+    if (front.isConnected()) {
       front.process();
-    else
+    } else {
       reconnect();
+    }
 
     std::vector<pollfd> waits = {{signals.get(), POLLIN, 0}, {logChanges.get(), POLLIN, 0}};
-    for (const int fd : set.manager.descriptors()) waits.push_back({fd, POLLIN, 0});
+    for (const int fd : set.manager.descriptors()) {
+      waits.push_back({fd, POLLIN, 0});
+    }
     int millis = millisToWait();
     if (front.isConnected()) {
       const BusFront::Wait bus = front.wait();
@@ -72,7 +78,9 @@ void EventLoop::run() {
     }
     poll(waits.data(), waits.size(), millis);
 
-    if (waits[0].revents != 0) return;
+    if (waits[0].revents != 0) {
+      return;
+    }
     drain(logChanges.get());
     set.journal.takeServiceLog();
     set.check();
@@ -81,7 +89,9 @@ void EventLoop::run() {
 
 int EventLoop::millisToWait() const {
   const auto deadline = set.deadline();
-  if (!deadline) return kForEver;
+  if (!deadline) {
+    return kForEver;
+  }
   const auto left = (*deadline - monotonicMicros() + 999) / 1000;
   return static_cast<int>(std::clamp<std::int64_t>(left, 0, 60'000));
 }

@@ -37,28 +37,36 @@ constexpr Row kRows[] = {
 const Row& rowOf(const std::string& name) {
   std::string names;
   for (const Row& row : kRows) {
-    if (name == row.name) return row;
+    if (name == row.name) {
+      return row;
+    }
     names += (names.empty() ? "" : ", ") + std::string(row.name);
   }
   throw Refusal("no fault \"" + name + "\": there are " + names);
 }
 
 void checkTarget(const Row& row, const std::string& target) {
-  if (!row.takesKey && !target.empty())
+  if (!row.takesKey && !target.empty()) {
     throw Refusal(std::string("the fault ") + row.name + " takes no settings key");
-  if (row.takesKey && target.empty())
+  }
+  if (row.takesKey && target.empty()) {
     throw Refusal(std::string("the fault ") + row.name + " needs a settings key");
-  if (row.takesKey && !findSettingKey(target) && target != kSendKeyAction)
+  }
+  if (row.takesKey && !findSettingKey(target) && target != kSendKeyAction) {
     throw Refusal("no settings key \"" + target + "\": see the list of settings");
+  }
 }
 
 void checkValue(const Row& row, int value) {
-  if (row.values == Values::kStatus && value == 0)
+  if (row.values == Values::kStatus && value == 0) {
     throw Refusal(std::string("the status of ") + row.name + " must not be 0, which is success");
-  if (row.values == Values::kNegativeStatus && value >= 0)
+  }
+  if (row.values == Values::kNegativeStatus && value >= 0) {
     throw Refusal(std::string("the status of ") + row.name + " must be below 0");
-  if (row.values == Values::kSwitch && value != 1)
+  }
+  if (row.values == Values::kSwitch && value != 1) {
     throw Refusal(std::string("the fault ") + row.name + " is set with 1");
+  }
 }
 
 }  // namespace
@@ -78,17 +86,22 @@ void Faults::setFromText(const std::string& text) {
   int value = 0;
   const char* const end = text.data() + text.size();
   if (equals == std::string::npos ||
-      std::from_chars(text.data() + equals + 1, end, value).ptr != end || equals + 1 == text.size())
+      std::from_chars(text.data() + equals + 1, end, value).ptr != end ||
+      equals + 1 == text.size()) {
     throw Refusal("a fault is given as NAME=VALUE or NAME:KEY=VALUE, not \"" + text + "\"");
+  }
   const std::string name = text.substr(0, equals);
   const std::size_t colon = name.find(':');
   set(name.substr(0, colon), colon == std::string::npos ? "" : name.substr(colon + 1), value);
 }
 
 void Faults::clear(const std::string& fault, const std::string& target) {
-  if (!fault.empty()) rowOf(fault);
-  if (fault.empty() && !target.empty())
+  if (!fault.empty()) {
+    rowOf(fault);
+  }
+  if (fault.empty() && !target.empty()) {
     throw Refusal("a settings key alone clears nothing: name the fault too");
+  }
   for (auto at = active.begin(); at != active.end();) {
     const auto& [name, key] = at->first;
     const bool meant = (fault.empty() || fault == name) && (target.empty() || target == key);
@@ -110,7 +123,9 @@ int Faults::value(const std::string& fault, const std::string& target) const {
 
 std::vector<Faults::Active> Faults::list() const {
   std::vector<Active> all;
-  for (const auto& [which, value] : active) all.emplace_back(which.first, which.second, value);
+  for (const auto& [which, value] : active) {
+    all.emplace_back(which.first, which.second, value);
+  }
   return all;
 }
 

@@ -24,6 +24,7 @@ inline constexpr char kAction[] = "action";
 inline constexpr char kLog[] = "log";
 inline constexpr char kFault[] = "fault";
 inline constexpr char kMarker[] = "marker";
+inline constexpr char kPower[] = "power";
 inline constexpr char kError[] = "error";
 }  // namespace kind
 

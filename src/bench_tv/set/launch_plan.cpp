@@ -31,25 +31,35 @@ std::filesystem::path writeServices(const SetOptions& options, const Product& pr
           << "port " << kAirPlayPort << '\n'
           << "txt model=" << lineOf(product, kModelKey) << '\n'
           << "txt serialNumber=" << lineOf(product, kSerialKey) << '\n';
-  if (!service.flush()) throw std::runtime_error((folder / "airplay.service").string());
+  if (!service.flush()) {
+    throw std::runtime_error((folder / "airplay.service").string());
+  }
   return folder;
 }
 
 void planMdnsd(LaunchPlan& plan, const SetOptions& options, const Product& product) {
-  if (options.mdnsd.empty()) return;
+  if (options.mdnsd.empty()) {
+    return;
+  }
   plan.program = options.mdnsd;
   plan.arguments = {"-n"};
-  if (!options.interface.empty())
+  if (!options.interface.empty()) {
     plan.arguments.insert(plan.arguments.end(), {"-i", options.interface});
+  }
   plan.arguments.insert(plan.arguments.end(),
                         {"-H", kHostName, writeServices(options, product).string()});
-  if (!options.mdnsdLibraries.empty())
+  if (!options.mdnsdLibraries.empty()) {
     plan.environment["LD_LIBRARY_PATH"] = options.mdnsdLibraries.string();
+  }
 }
 
 void planDaemon(LaunchPlan& plan, const Faults& faults) {
-  if (faults.value(fault::kDaemonHang) != 0) plan.arguments.push_back("--hang");
-  if (faults.value(fault::kDaemonNeverReady) != 0) plan.arguments.push_back("--never-ready");
+  if (faults.value(fault::kDaemonHang) != 0) {
+    plan.arguments.emplace_back("--hang");
+  }
+  if (faults.value(fault::kDaemonNeverReady) != 0) {
+    plan.arguments.emplace_back("--never-ready");
+  }
 }
 
 }  // namespace
@@ -59,10 +69,11 @@ LaunchPlan planLaunch(const std::string& process, const SetOptions& options, con
   LaunchPlan plan;
   plan.program = options.standIns / process;
   plan.log = options.runFolder / (process + ".log");
-  if (process == "mdnsd")
+  if (process == "mdnsd") {
     planMdnsd(plan, options, product);
-  else
+  } else if (process == "airplaydemo") {
     planDaemon(plan, faults);
+  }
   return plan;
 }
 

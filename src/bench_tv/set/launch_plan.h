@@ -10,8 +10,8 @@
 
 namespace benchtv {
 
-// For "mdnsd" or "airplaydemo". Writes the service that mdnsd announces into the run folder. Throws
-// std::exception.
+// For "mdnsd", "airplaydemo", "AirPlayApp" or "launcher". Writes the service that mdnsd announces
+// into the run folder. Throws std::exception.
 LaunchPlan planLaunch(const std::string& process, const SetOptions& options, const Product& product,
                       const Faults& faults);
 

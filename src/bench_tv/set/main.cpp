@@ -1,8 +1,8 @@
 // benchtv_set: the simulated set as a program.
-#include <signal.h>
 #include <sys/stat.h>
 
 #include <CLI/CLI.hpp>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -25,7 +25,9 @@ std::filesystem::path besideProgram(const char* name) {
 }
 
 std::optional<double> secondsOf(const std::string& text) {
-  if (text == "never") return std::nullopt;
+  if (text == "never") {
+    return std::nullopt;
+  }
   std::size_t read = 0;
   double seconds = -1;
   try {
@@ -33,8 +35,9 @@ std::optional<double> secondsOf(const std::string& text) {
   } catch (const std::exception&) {
     read = 0;
   }
-  if (read != text.size() || !(seconds >= 0 && seconds < 1e6))
-    throw benchtv::Refusal("--biz-ready is a number of seconds or \"never\", not \"" + text + "\"");
+  if (read != text.size() || !(seconds >= 0 && seconds < 1e6)) {
+    throw benchtv::Refusal(R"(--biz-ready is a number of seconds or "never", not ")" + text + "\"");
+  }
   return seconds;
 }
 
@@ -64,8 +67,9 @@ SetOptions parse(int argc, char** argv) {
     std::exit(app.exit(error));
   }
   const char* address = std::getenv(benchtv::kBusAddressVariable);
-  if (!address || !*address)
+  if (!address || !*address) {
     throw benchtv::Refusal(std::string("no bus address in ") + benchtv::kBusAddressVariable);
+  }
   options.busAddress = address;
   return options;
 }
@@ -94,7 +98,9 @@ int main(int argc, char** argv) {
     set.start();
     loop.run();
     set.end();
-    if (front.isConnected()) front.process();
+    if (front.isConnected()) {
+      front.process();
+    }
     return 0;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "benchtv_set: %s\n", error.what());

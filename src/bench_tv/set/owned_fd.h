@@ -17,7 +17,9 @@ class OwnedFd {
     return *this;
   }
   ~OwnedFd() {
-    if (fd >= 0) close(fd);
+    if (fd >= 0) {
+      close(fd);
+    }
   }
 
   int get() const { return fd; }

@@ -2,18 +2,16 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <signal.h>
 #include <spawn.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <fstream>
 #include <iterator>
 #include <system_error>
-
-extern char** environ;
 
 namespace benchtv {
 namespace {
@@ -25,7 +23,9 @@ constexpr std::size_t kLongestName = 15;  // of what the kernel keeps
 }
 
 void check(int error, const std::string& what) {
-  if (error != 0) fail(error, what);
+  if (error != 0) {
+    fail(error, what);
+  }
 }
 
 OwnedFd openPidfd(pid_t id) { return OwnedFd(static_cast<int>(syscall(SYS_pidfd_open, id, 0))); }
@@ -34,15 +34,21 @@ std::vector<std::string> environmentOf(const LaunchPlan& plan) {
   std::vector<std::string> variables;
   for (char** variable = environ; *variable; ++variable) {
     const std::string text = *variable;
-    if (plan.environment.count(text.substr(0, text.find('='))) == 0) variables.push_back(text);
+    if (plan.environment.count(text.substr(0, text.find('='))) == 0) {
+      variables.push_back(text);
+    }
   }
-  for (const auto& [name, value] : plan.environment) variables.push_back(name + "=" + value);
+  for (const auto& [name, value] : plan.environment) {
+    variables.push_back(name + "=" + value);
+  }
   return variables;
 }
 
 std::vector<char*> pointers(std::vector<std::string>& texts) {
   std::vector<char*> all;
-  for (std::string& text : texts) all.push_back(text.data());
+  for (std::string& text : texts) {
+    all.push_back(text.data());
+  }
   all.push_back(nullptr);
   return all;
 }
@@ -111,21 +117,29 @@ Process Process::start(const LaunchPlan& plan) {
     waitpid(id, nullptr, 0);
     fail(error, "pidfd_open of " + program);
   }
-  return Process(id, std::move(pidfd));
+  return {id, std::move(pidfd)};
 }
 
 std::optional<Process> Process::find(const std::string& name, const std::string& mark) {
   std::error_code error;
   for (const auto& entry : std::filesystem::directory_iterator("/proc", error)) {
     const std::string number = entry.path().filename();
-    if (number.find_first_not_of("0123456789") != std::string::npos) continue;
+    if (number.find_first_not_of("0123456789") != std::string::npos) {
+      continue;
+    }
     const auto id = static_cast<pid_t>(std::stol(number));
     // The descriptor comes first: what is read afterwards is of this process, if it still lives.
     OwnedFd pidfd = openPidfd(id);
-    if (!pidfd || contents(entry.path() / "comm") != name.substr(0, kLongestName) + "\n") continue;
-    if (!hasLine(contents(entry.path() / "environ"), mark)) continue;
+    if (!pidfd || contents(entry.path() / "comm") != name.substr(0, kLongestName) + "\n") {
+      continue;
+    }
+    if (!hasLine(contents(entry.path() / "environ"), mark)) {
+      continue;
+    }
     Process found(id, std::move(pidfd));
-    if (!found.hasEnded()) return found;
+    if (!found.hasEnded()) {
+      return found;
+    }
   }
   return std::nullopt;
 }
@@ -137,8 +151,10 @@ bool Process::hasEnded() const {
 
 std::optional<int> Process::reap() {
   siginfo_t end{};
-  if (waitid(P_PIDFD, static_cast<id_t>(fd.get()), &end, WEXITED | WNOHANG) != 0 || end.si_pid == 0)
+  if (waitid(P_PIDFD, static_cast<id_t>(fd.get()), &end, WEXITED | WNOHANG) != 0 ||
+      end.si_pid == 0) {
     return std::nullopt;
+  }
   return end.si_code == CLD_EXITED ? end.si_status : -end.si_status;
 }
 

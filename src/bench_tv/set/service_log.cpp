@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstddef>
 #include <cstring>
 #include <optional>
 #include <string_view>
@@ -30,7 +31,9 @@ const char* levelWord(char letter) {
 // Cuts what stands before |end| off the front of |rest|, and |end| with it.
 std::optional<std::string> upTo(std::string_view end, std::string_view& rest) {
   const std::size_t found = rest.find(end);
-  if (found == std::string_view::npos) return std::nullopt;
+  if (found == std::string_view::npos) {
+    return std::nullopt;
+  }
   std::string front(rest.substr(0, found));
   rest.remove_prefix(found + end.size());
   return front;
@@ -42,13 +45,19 @@ bool isNumber(const std::string& text, const char* digits) {
 
 // "[B-LOG][1763700000.123456] main.cpp:42:cspliceMain(): message"
 std::optional<JournalFields> prefixedFields(const char* level, std::string_view rest) {
-  if (!upTo("[B-LOG][", rest).value_or("x").empty()) return std::nullopt;
+  if (!upTo("[B-LOG][", rest).value_or("x").empty()) {
+    return std::nullopt;
+  }
   const auto time = upTo("] ", rest);
   const auto file = upTo(":", rest);
   const auto line = upTo(":", rest);
   const auto function = upTo("(): ", rest);
-  if (!time || !file || !line || !function) return std::nullopt;
-  if (!isNumber(*time, "-.0123456789") || !isNumber(*line, "0123456789")) return std::nullopt;
+  if (!time || !file || !line || !function) {
+    return std::nullopt;
+  }
+  if (!isNumber(*time, "-.0123456789") || !isNumber(*line, "0123456789")) {
+    return std::nullopt;
+  }
   return JournalFields{
       {"source", "service"},   {"level", level},
       {"file", *file},         {"line", static_cast<Json::Int64>(std::stoll(*line))},
@@ -62,21 +71,28 @@ JournalFields serviceLogFields(const std::string& line) {
       line.size() > 2 && line[1] == ' ' && line[2] == '[' ? levelWord(line[0]) : nullptr;
   if (level) {
     const std::string_view rest = std::string_view(line).substr(2);
-    if (auto fields = prefixedFields(level, rest)) return *fields;
-    if (rest.substr(0, 7) == "[TRACE ")
+    if (auto fields = prefixedFields(level, rest)) {
+      return *fields;
+    }
+    if (rest.substr(0, 7) == "[TRACE ") {
       return {{"source", "service"}, {"level", level}, {"text", std::string(rest)}};
+    }
   }
   return {{"source", "service"}, {"text", line}};
 }
 
 LogTail::LogTail(const std::filesystem::path& path)
     : file(path), fd(open(path.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, 0600)) {
-  if (!fd) throw Refusal(path.string() + " cannot be opened: " + std::strerror(errno));
+  if (!fd) {
+    throw Refusal(path.string() + " cannot be opened: " + std::strerror(errno));
+  }
 }
 
 bool LogTail::read(const std::function<void(const std::string&)>& take) {
   struct stat now {};
-  if (fstat(fd.get(), &now) != 0) return true;
+  if (fstat(fd.get(), &now) != 0) {
+    return true;
+  }
   const bool whole = now.st_size >= offset;
   if (!whole) {
     offset = 0;
@@ -88,7 +104,9 @@ bool LogTail::read(const std::function<void(const std::string&)>& take) {
   while (offset < now.st_size) {
     const auto wanted = std::min<std::int64_t>(chunk.size(), now.st_size - offset);
     const ssize_t got = pread(fd.get(), chunk.data(), static_cast<std::size_t>(wanted), offset);
-    if (got <= 0) break;
+    if (got <= 0) {
+      break;
+    }
     offset += got;
     const char* at = chunk.data();
     const char* const end = at + got;
@@ -96,10 +114,11 @@ bool LogTail::read(const std::function<void(const std::string&)>& take) {
                std::memchr(at, '\n', static_cast<std::size_t>(end - at)))) {
       append(at, static_cast<std::size_t>(feed - at));
       const std::string line = finishedLine();
-      if (toSkip > 0)
+      if (toSkip > 0) {
         --toSkip;
-      else
+      } else {
         take(line);
+      }
       at = feed + 1;
     }
     append(at, static_cast<std::size_t>(end - at));
@@ -115,7 +134,9 @@ void LogTail::append(const char* bytes, std::size_t count) {
 std::string LogTail::finishedLine() {
   std::string line = std::move(unfinished);
   unfinished.clear();
-  if (lineSize > line.size()) line += " ... (cut: " + std::to_string(lineSize) + " bytes)";
+  if (lineSize > line.size()) {
+    line += " ... (cut: " + std::to_string(lineSize) + " bytes)";
+  }
   lineSize = 0;
   return line;
 }

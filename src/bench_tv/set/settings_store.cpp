@@ -15,17 +15,29 @@ constexpr int kBusyMillis = 200;
 
 // Every text of a list ends with a NUL, which no text holds.
 std::string bytesOf(const Value& value) {
-  if (const auto* number = std::get_if<std::int32_t>(&value)) return std::to_string(*number);
-  if (const auto* text = std::get_if<std::string>(&value)) return *text;
+  if (const auto* number = std::get_if<std::int32_t>(&value)) {
+    return std::to_string(*number);
+  }
+  if (const auto* text = std::get_if<std::string>(&value)) {
+    return *text;
+  }
   std::string bytes;
-  for (const std::string& text : std::get<Texts>(value)) bytes += text + '\0';
+  for (const std::string& text : std::get<Texts>(value)) {
+    bytes += text + '\0';
+  }
   return bytes;
 }
 
 std::optional<Value> valueOf(const std::string& word, const std::string& bytes) {
-  if (word == kindWord(Kind::kInteger)) return parseValue(Kind::kInteger, bytes);
-  if (word == kindWord(Kind::kText)) return bytes;
-  if (word != kindWord(Kind::kTexts)) return std::nullopt;
+  if (word == kindWord(Kind::kInteger)) {
+    return parseValue(Kind::kInteger, bytes);
+  }
+  if (word == kindWord(Kind::kText)) {
+    return bytes;
+  }
+  if (word != kindWord(Kind::kTexts)) {
+    return std::nullopt;
+  }
   Texts texts;
   for (std::size_t at = 0; at < bytes.size();) {
     texts.emplace_back(bytes.c_str() + at);
@@ -56,17 +68,22 @@ SettingsStore::SettingsStore(const std::filesystem::path& stateFolder, const std
     : folder(stateFolder) {
   std::error_code error;
   const bool made = std::filesystem::create_directories(folder, error);
-  if (made) std::filesystem::permissions(folder, std::filesystem::perms::owner_all, error);
-  if (error || access(folder.c_str(), W_OK | X_OK) != 0)
+  if (made) {
+    std::filesystem::permissions(folder, std::filesystem::perms::owner_all, error);
+  }
+  if (error || access(folder.c_str(), W_OK | X_OK) != 0) {
     throw StoreError("the state folder " + folder.string() + " cannot be written (" +
                      (error ? error.message() : std::strerror(errno)) +
                      "): make it writable or choose another with --state");
+  }
 
   sqlite3* opened = nullptr;
   const int code = sqlite3_open_v2((folder / "settings.db").c_str(), &opened,
                                    SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
   database.reset(opened);
-  if (code != SQLITE_OK) fail(code);
+  if (code != SQLITE_OK) {
+    fail(code);
+  }
   sqlite3_busy_timeout(database.get(), kBusyMillis);
   // Exclusive: there is one owner, and a second one is told so.
   execute("PRAGMA locking_mode = EXCLUSIVE");
@@ -89,9 +106,13 @@ std::map<std::string, Value> SettingsStore::load() {
   int code = SQLITE_ROW;
   while ((code = sqlite3_step(select.get())) == SQLITE_ROW) {
     const auto value = valueOf(columnBytes(select.get(), 1), columnBytes(select.get(), 2));
-    if (value) values[columnBytes(select.get(), 0)] = *value;
+    if (value) {
+      values[columnBytes(select.get(), 0)] = *value;
+    }
   }
-  if (code != SQLITE_DONE) fail(code);
+  if (code != SQLITE_DONE) {
+    fail(code);
+  }
   return values;
 }
 
@@ -104,7 +125,9 @@ void SettingsStore::write(const std::string& key, const Value& value) {
   const int code = sqlite3_step(insert.get());
   sqlite3_reset(insert.get());
   sqlite3_clear_bindings(insert.get());
-  if (code != SQLITE_DONE) fail(code);
+  if (code != SQLITE_DONE) {
+    fail(code);
+  }
 }
 
 void SettingsStore::claim(const std::string& product) {
@@ -112,28 +135,37 @@ void SettingsStore::claim(const std::string& product) {
   const int code = sqlite3_step(select.get());
   if (code == SQLITE_ROW) {
     const std::string owner = columnBytes(select.get(), 0);
-    if (owner != product)
+    if (owner != product) {
       throw StoreError("the state folder " + folder.string() + " belongs to the product \"" +
                        owner + "\", not to \"" + product +
                        "\": remove it or choose another with --state");
+    }
     return;
   }
-  if (code != SQLITE_DONE) fail(code);
+  if (code != SQLITE_DONE) {
+    fail(code);
+  }
   const Statement add = prepare("INSERT INTO owner (product) VALUES (?1)");
   bindWord(add.get(), 1, product);
-  if (sqlite3_step(add.get()) != SQLITE_DONE) fail(sqlite3_errcode(database.get()));
+  if (sqlite3_step(add.get()) != SQLITE_DONE) {
+    fail(sqlite3_errcode(database.get()));
+  }
 }
 
 SettingsStore::Statement SettingsStore::prepare(const char* sql) {
   sqlite3_stmt* prepared = nullptr;
   const int code = sqlite3_prepare_v2(database.get(), sql, -1, &prepared, nullptr);
-  if (code != SQLITE_OK) fail(code);
+  if (code != SQLITE_OK) {
+    fail(code);
+  }
   return Statement(prepared);
 }
 
 void SettingsStore::execute(const char* sql) {
   const int code = sqlite3_exec(database.get(), sql, nullptr, nullptr, nullptr);
-  if (code != SQLITE_OK) fail(code);
+  if (code != SQLITE_OK) {
+    fail(code);
+  }
 }
 
 void SettingsStore::fail(int code) {

@@ -20,6 +20,9 @@
 
 namespace benchtv {
 
+// The process and the application that is the TV's UI.
+inline constexpr char kUiName[] = "launcher";
+
 // One thread. The parts are public: the front calls each one as its interface says, and this class
 // only wires them and keeps their common time.
 class TvSet {
@@ -41,6 +44,15 @@ class TvSet {
 
   void clientGone(const std::string& client);
 
+  // Suspend and resume tell every registered application, with |reason|; standby and on write the
+  // power use case and the screen state. Throws Refusal for any other |state|, and where there is
+  // no application manager.
+  void power(const std::string& state, int reason);
+
+  // Has the remote control's key arrive at the service, and answers the callback's id. Throws
+  // Refusal.
+  std::uint64_t pressKey(const std::string& key);
+
   // Writes a line on behalf of somebody else. Throws Refusal for a kind that the set itself writes
   // and for fields that are no JSON.
   void note(const std::string& lineKind, const std::map<std::string, std::string>& fields);
@@ -60,6 +72,11 @@ class TvSet {
   AppManager manager;
 
  private:
+  void place(const std::string& application, Place place);
+  void tellApps(const char* operation, int reason);
+  void setPower(int useCase, int screen);
+
+  std::string appBehind = kUiName;  // what comes forward when the one in front leaves
   std::optional<std::int64_t> bizReadyAt;
 };
 

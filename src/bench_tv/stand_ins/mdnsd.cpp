@@ -3,5 +3,7 @@
 #include <unistd.h>
 
 int main() {
-  for (;;) pause();
+  for (;;) {
+    pause();
+  }
 }

@@ -2,13 +2,14 @@
 
 #include <gmock/gmock.h>
 #include <poll.h>
-#include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <optional>
 
 #include "recorded_set.h"
+#include "set/refusal.h"
 
 namespace benchtv {
 namespace {
@@ -35,9 +36,13 @@ class TheApplicationManager : public ::testing::Test {
     manager.reset();
     journal.reset();
     journal.emplace(folder.path());
-    manager.emplace([this](const std::string& process) { return plan(process); },
-                    [this](const std::string& report) { reports.push_back(report); },
-                    std::string(kMarkVariable) + "=" + folder.path().string(), *journal);
+    manager.emplace(
+        [this](const std::string& process) { return plan(process); },
+        [this](const std::string& report) { reports.push_back(report); },
+        [this](const std::string& application, Place place) {
+          reports.push_back(application + (place == Place::kForeground ? " in front" : " behind"));
+        },
+        std::string(kMarkVariable) + "=" + folder.path().string(), *journal);
     manager->adopt();
   }
 
@@ -57,7 +62,9 @@ class TheApplicationManager : public ::testing::Test {
   bool until(const Condition& condition) {
     for (int left = 10'000; left > 0 && !condition(); left -= 50) {
       std::vector<pollfd> waits;
-      for (const int fd : manager->descriptors()) waits.push_back({fd, POLLIN, 0});
+      for (const int fd : manager->descriptors()) {
+        waits.push_back({fd, POLLIN, 0});
+      }
       poll(waits.data(), waits.size(), 50);
       manager->check();
     }
@@ -152,6 +159,11 @@ TEST_F(TheApplicationManager, SaysWhenAProgramCannotBeStarted) {
 TEST_F(TheApplicationManager, LeavesOtherCommandsWithoutEffect) {
   manager->command({"AirPlayBridge", "am", "am", "started", "AirPlayBridge"});
   manager->command({"AirPlayBridge", "am", "am", "start", "[{\"cwd\":1}]"});
+  manager->command({"AirPlayBridge", "am", "am", "start", "AirPlayApp"});
+  manager->command({"AirPlayBridge", "am", "am", "start", "[AirPlayApps]"});
+  manager->command({"AirPlayBridge", "am", "am", "start", "[]"});
+  manager->command({"AirPlayBridge", "am", "am", "start", "["});
+  manager->command({"AirPlayBridge", "am", "am", "start", "launcher"});
   manager->command({"AirPlayBridge", "am", "am", "foregm", "mdnsd"});
   manager->command({"AirPlayBridge", "am", "am", {}, "mdnsd"});
   manager->command({"AirPlayBridge", "am", "am", "start", {}});
@@ -203,6 +215,99 @@ TEST_F(TheApplicationManager, ReportsWhatEndedWhileTheSetWasGoneOnceSomebodyList
   manager->reportsObserved();
   manager->reportsObserved();
   EXPECT_THAT(reports, ElementsAre(kMdnsdStopped));
+}
+
+// The same manager with an AirPlayApp that notes its argument.
+class TheApplicationManagerOfAnApp : public TheApplicationManager {
+ protected:
+  static constexpr char kInFront[] = "AirPlayApp in front";
+  static constexpr char kBehind[] = "AirPlayApp behind";
+  static constexpr char kStarted[] = R"({"appId":"AirPlayApp","appStatus":"started"})";
+  static constexpr char kPaused[] = R"({"appId":"AirPlayApp","appStatus":"paused"})";
+  static constexpr char kStopped[] = R"({"appId":"AirPlayApp","appStatus":"stopped"})";
+
+  TheApplicationManagerOfAnApp() {
+    std::filesystem::create_symlink("/bin/sh", folder.path("AirPlayApp"));
+    script = "echo \"$0\"; " + script;
+  }
+
+  void say(const char* word, const char* parameter) {
+    manager->command({"AirPlayBridge", {}, "am", word, parameter});
+  }
+
+  int appPid() { return manager->processes().at("AirPlayApp"); }
+};
+
+TEST_F(TheApplicationManagerOfAnApp, HandsTheParameterWithoutItsBracketsToTheApplication) {
+  say("start", "[AirPlayApp cwd=/data/airplay session=1]");
+  EXPECT_THAT(reports, ElementsAre(kInFront, kStarted));
+  ASSERT_TRUE(until(
+      [&] { return folder.read("AirPlayApp.log") == "AirPlayApp cwd=/data/airplay session=1\n"; }));
+  EXPECT_EQ(
+      journalOf(folder).back(),
+      R"(process name="AirPlayApp" op="start" param="AirPlayApp cwd=/data/airplay session=1" pid=)" +
+          std::to_string(appPid()));
+}
+
+TEST_F(TheApplicationManagerOfAnApp, MovesItBehindAndForwardAgain) {
+  say("start", "[AirPlayApp]");
+  const int first = appPid();
+  say("backgm", "AirPlayApp");
+  say("foregm", "AirPlayApp");
+  say("backgm", "AirPlayApp");
+  say("start", "[AirPlayApp again]");
+  EXPECT_EQ(appPid(), first);
+  EXPECT_THAT(reports, ElementsAre(kInFront, kStarted, kBehind, kPaused, kInFront, kStarted,
+                                   kBehind, kPaused, kInFront, kStarted));
+}
+
+TEST_F(TheApplicationManagerOfAnApp, StopsItByItsNameOrByItsParameter) {
+  say("start", "[AirPlayApp page=input]");
+  say("stop", "AirPlayApp page=other");
+  say("stop", "AirPlayApp page=input");
+  ASSERT_TRUE(until([&] { return appPid() == 0; }));
+  say("start", "[AirPlayApp page=input]");
+  say("stop", "AirPlayApp");
+  ASSERT_TRUE(until([&] { return appPid() == 0; }));
+  EXPECT_THAT(reports, ElementsAre(kInFront, kStarted, kBehind, kStopped, kInFront, kStarted,
+                                   kBehind, kStopped));
+}
+
+TEST_F(TheApplicationManagerOfAnApp, SaysOfAnAppThatDoesNotRunThatItIsStopped) {
+  say("stop", "AirPlayApp");
+  say("backgm", "AirPlayApp");
+  say("foregm", "AirPlayApp");
+  EXPECT_THAT(reports, ElementsAre(kBehind, kStopped, kBehind, kStopped, kBehind, kStopped));
+}
+
+TEST_F(TheApplicationManagerOfAnApp, ReportsItsDeath) {
+  say("start", "[AirPlayApp]");
+  kill(appPid(), SIGKILL);
+  ASSERT_TRUE(until([&] { return appPid() == 0; }));
+  EXPECT_THAT(reports, ElementsAre(kInFront, kStarted, kBehind, kStopped));
+}
+
+TEST_F(TheApplicationManagerOfAnApp, PublishesNothingOfTheUi) {
+  std::filesystem::create_symlink("/bin/sh", folder.path("launcher"));
+  manager->startUi();
+  const int ui = manager->processes().at("launcher");
+  EXPECT_GT(ui, 0);
+  manager->startUi();
+  say("stop", "launcher");
+  EXPECT_EQ(manager->processes().at("launcher"), ui);
+  kill(ui, SIGKILL);
+  ASSERT_TRUE(until([&] { return manager->processes().at("launcher") == 0; }));
+  EXPECT_THAT(reports, IsEmpty());
+}
+
+TEST_F(TheApplicationManagerOfAnApp, StartsByHandWhatDoesNotRun) {
+  manager->startByHand("mdnsd");
+  EXPECT_GT(pid(), 0);
+  EXPECT_THAT([&] { manager->startByHand("mdnsd"); },
+              ::testing::ThrowsMessage<Refusal>("mdnsd runs already"));
+  EXPECT_THAT([&] { manager->startByHand("AirPlayApp"); },
+              ::testing::ThrowsMessage<Refusal>("no process \"AirPlayApp\" to start: there are "
+                                                "mdnsd, airplaydemo, launcher"));
 }
 
 }  // namespace

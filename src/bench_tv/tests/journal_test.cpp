@@ -26,7 +26,9 @@ class AJournal : public ::testing::Test {
   std::vector<JournalEntry> entries() {
     std::vector<JournalEntry> all;
     std::ifstream file(folder.path(kJournalFile));
-    for (std::string line; std::getline(file, line);) all.push_back(*parseJournalLine(line));
+    for (std::string line; std::getline(file, line);) {
+      all.push_back(*parseJournalLine(line));
+    }
     return all;
   }
 
@@ -91,7 +93,7 @@ TEST_F(AJournal, TakesInEachLineOfTheServiceLogOnceAlsoAfterARestart) {
 
 TEST_F(AJournal, ForgetsALineInWhoseMiddleTheSetWasKilled) {
   journal->write("key", {{"code", 1}});
-  folder.append(kJournalFile, "{\"seq\":2,\"t\":1.0,\"kind\":\"ke");
+  folder.append(kJournalFile, R"({"seq":2,"t":1.0,"kind":"ke)");
   restart();
   journal->write("key", {{"code", 2}});
 
@@ -110,7 +112,7 @@ TEST_F(AJournal, CountsErrorsAlsoThoseOfAnEarlierLife) {
 }
 
 TEST_F(AJournal, IsNotMisledByTextFromOutside) {
-  journal->write("bus", {{"cmd", "\"kind\":\"error\",\"kind\":\"log\""}});
+  journal->write("bus", {{"cmd", R"("kind":"error","kind":"log")"}});
   folder.append("service.log", "one\n");
   restart();
   journal->takeServiceLog();
@@ -147,9 +149,10 @@ TEST_F(AJournal, IsOneSetsAlone) {
 
 TEST(AJournalLine, ThatIsNoneIsNotRead) {
   for (const char* line :
-       {"", "{}", "[]", "3", "{\"seq\":1,\"t\":1.0}", "{\"seq\":-1,\"t\":1,\"kind\":\"a\"}",
-        "{\"seq\":1,\"t\":\"x\",\"kind\":\"a\"}", "{\"seq\":1,\"t\":1,\"kind\":\"a\"} x"})
+       {"", "{}", "[]", "3", R"({"seq":1,"t":1.0})", R"({"seq":-1,"t":1,"kind":"a"})",
+        R"({"seq":1,"t":"x","kind":"a"})", R"({"seq":1,"t":1,"kind":"a"} x)"}) {
     EXPECT_FALSE(parseJournalLine(line).has_value()) << line;
+  }
 }
 
 }  // namespace

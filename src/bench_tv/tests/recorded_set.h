@@ -24,9 +24,11 @@ inline std::vector<std::string> journalOf(const TemporaryFolder& folder) {
       continue;
     }
     std::string text = entry->kind;
-    for (const std::string& name : entry->object.getMemberNames())
-      if (name != "seq" && name != "t" && name != "kind")
+    for (const std::string& name : entry->object.getMemberNames()) {
+      if (name != "seq" && name != "t" && name != "kind") {
         text += " " + name + "=" + jsonText(entry->object[name]);
+      }
+    }
     lines.push_back(text);
   }
   return lines;
@@ -46,8 +48,9 @@ class RecordingOutlet : public IOutlet {
   void delivered(const std::string& client, int type, bool synchronous,
                  const Record& record) override {
     std::string text = client + ": type " + std::to_string(type) + (synchronous ? " sync" : "");
-    for (const Field* field : {&record.src, &record.ack, &record.dest, &record.cmd, &record.para})
+    for (const Field* field : {&record.src, &record.ack, &record.dest, &record.cmd, &record.para}) {
       text += *field ? " \"" + **field + "\"" : " null";
+    }
     sent.push_back(text);
   }
   void availableChanged(const std::string& client, bool available) override {

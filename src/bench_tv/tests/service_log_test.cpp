@@ -13,8 +13,9 @@ using ::testing::IsEmpty;
 
 std::string fieldsOf(const std::string& line) {
   std::string text;
-  for (const auto& [name, value] : serviceLogFields(line))
+  for (const auto& [name, value] : serviceLogFields(line)) {
     text += (text.empty() ? "" : " ") + name + "=" + jsonText(value);
+  }
   return text;
 }
 
@@ -39,8 +40,9 @@ TEST(AServiceLogLine, OfAnyOtherFormIsTextAlone) {
        {"H [host] settings: no set", "", "E", "E [B-LOG]", "E [B-LOG][x] a.cpp:1:b(): c",
         "E [B-LOG][1.0] a.cpp:one:b(): c", "E [B-LOG][1.0] a.cpp:1:b() c",
         "X [B-LOG][1.0] a.cpp:1:b(): c", "[B-LOG][1.0] a.cpp:1:b(): c",
-        "E [B-LOG][1.0] a.cpp:99999999999999999999:b(): c", "terminate called without"})
+        "E [B-LOG][1.0] a.cpp:99999999999999999999:b(): c", "terminate called without"}) {
     EXPECT_EQ(fieldsOf(line), "source=\"service\" text=" + jsonText(line));
+  }
 }
 
 TEST(AServiceLogLine, MayHoldAnyByte) {

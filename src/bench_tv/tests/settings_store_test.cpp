@@ -1,11 +1,11 @@
 #include "set/settings_store.h"
 
 #include <gmock/gmock.h>
-#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <climits>
+#include <csignal>
 #include <optional>
 
 #include "temporary_folder.h"
@@ -98,7 +98,9 @@ TEST_F(AStore, ThatIsNoDatabaseIsRefused) {
   for (std::int32_t number = 1;; ++number) {
     store.write("number", number);
     store.write("list", Texts{std::to_string(number), std::string(2000, 'x')});
-    if (write(reports, &number, sizeof number) != sizeof number) _exit(1);
+    if (write(reports, &number, sizeof number) != sizeof number) {
+      _exit(1);
+    }
   }
 }
 
@@ -109,7 +111,9 @@ TEST(AKilledStore, HasEveryWriteThatWasAnswered) {
     ASSERT_EQ(pipe(reports), 0);
     const pid_t writer = fork();
     ASSERT_GE(writer, 0);
-    if (writer == 0) writeUntilKilled(folder.path("state"), reports[1]);
+    if (writer == 0) {
+      writeUntilKilled(folder.path("state"), reports[1]);
+    }
     close(reports[1]);
 
     // Killed after a different number of writes in each round, wherever it then is.

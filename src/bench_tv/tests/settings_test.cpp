@@ -76,7 +76,7 @@ TEST_F(TheSettings, TellEveryWriteToTheObserversInOrder) {
   EXPECT_THAT(outlet.sent, ElementsAre(std::string(":1.5: changed ") + kEnable + " 2",
                                        std::string(":1.6: changed ") + kEnable + " 2",
                                        std::string(":1.6: changed ") + kEnable + " 0"));
-  const std::string common = std::string("key=\"") + kEnable + "\" op=\"write\" status=0 value=";
+  const std::string common = std::string("key=\"") + kEnable + R"(" op="write" status=0 value=)";
   EXPECT_THAT(journalOf(folder), ElementsAre("setting by=\"service\" " + common + "2",
                                              "setting by=\"bench\" " + common + "0"));
 }
@@ -144,8 +144,9 @@ TEST_F(TheSettings, FaultsAreTakenFromTheCommandLine) {
   faults.setFromText("apm-missing=1");
   EXPECT_EQ(faults.value("setting-read", kEnable), -5);
   EXPECT_EQ(faults.value("apm-missing"), 1);
-  for (const char* text : {"apm-missing", "apm-missing=", "apm-missing=1x", "=", ""})
+  for (const char* text : {"apm-missing", "apm-missing=", "apm-missing=1x", "=", ""}) {
     EXPECT_THROW(faults.setFromText(text), Refusal) << text;
+  }
 
   faults.clear("setting-read", "");
   EXPECT_THAT(faults.list(), ElementsAre(Faults::Active("apm-missing", "", 1)));

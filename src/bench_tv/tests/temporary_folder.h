@@ -15,7 +15,9 @@ class TemporaryFolder {
  public:
   TemporaryFolder() {
     std::string name = (std::filesystem::temp_directory_path() / "bench_tv_test.XXXXXX").string();
-    if (!mkdtemp(name.data())) throw std::runtime_error(name);
+    if (!mkdtemp(name.data())) {
+      throw std::runtime_error(name);
+    }
     folder = name;
   }
   ~TemporaryFolder() {

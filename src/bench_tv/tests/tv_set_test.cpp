@@ -44,7 +44,8 @@ TEST_F(TheSet, TellsItsStatus) {
   EXPECT_EQ(jsonText(status),
             R"({"apps":[{"name":"AirPlayBridge","status":0}],"errors":1,)"
             R"("faults":[{"fault":"bus-send","target":"","value":-4}],"joined":["AirPlayBridge"],)"
-            R"("processes":[{"name":"airplaydemo","pid":null},{"name":"mdnsd","pid":null}],)"
+            R"("processes":[{"name":"AirPlayApp","pid":null},{"name":"airplaydemo","pid":null},)"
+            R"({"name":"launcher","pid":null},{"name":"mdnsd","pid":null}],)"
             R"("product":"default"})");
 }
 
@@ -91,6 +92,64 @@ TEST_F(TheSet, TakesNotesThatCannotPassForItsOwnLines) {
   EXPECT_THROW(set.note("two words", {}), Refusal);
   EXPECT_THROW(set.note("process", {{"seq", "1"}}), Refusal);
   EXPECT_THROW(set.note("process", {{"pid", "twelve"}}), Refusal);
+}
+
+TEST_F(TheSet, TellsEveryApplicationOfSuspendAndResume) {
+  TvSet set(options, outlet);
+  set.apps.registerApp("AirPlayBridge", ":1.1");
+  set.apps.registerApp("launcher", ":1.2");
+  outlet.sent.clear();
+  set.power("suspend", 2);
+  set.power("resume", 1);
+  EXPECT_THAT(outlet.sent,
+              ElementsAre(R"(:1.1: call 3 AirPlayBridge onSTRSuspending ["AirPlayBridge"] 2)",
+                          R"(:1.2: call 4 launcher onSTRSuspending ["launcher"] 2)",
+                          R"(:1.1: call 5 AirPlayBridge onSTRSuspend ["AirPlayBridge"] 2)",
+                          R"(:1.2: call 6 launcher onSTRSuspend ["launcher"] 2)",
+                          R"(:1.1: call 7 AirPlayBridge onSTRResume ["AirPlayBridge"] 1)",
+                          R"(:1.2: call 8 launcher onSTRResume ["launcher"] 1)",
+                          R"(:1.1: call 9 AirPlayBridge onSTRResuming ["AirPlayBridge"] 1)",
+                          R"(:1.2: call 10 launcher onSTRResuming ["launcher"] 1)"));
+}
+
+TEST_F(TheSet, GoesToStandbyAndOn) {
+  TvSet set(options, outlet);
+  set.power("standby", 0);
+  set.power("on", 0);
+  EXPECT_THAT(
+      journalOf(folder),
+      ElementsAre(
+          R"(power op="standby")",
+          R"(setting by="set" key="torvo.sl2.i32.system.enum.pwr.use.case" op="write" status=0 value=0)",
+          R"(setting by="set" key="torvo.sl2.i32.system.enum.screen.state" op="write" status=0 value=0)",
+          R"(power op="on")",
+          R"(setting by="set" key="torvo.sl2.i32.system.enum.pwr.use.case" op="write" status=0 value=1)",
+          R"(setting by="set" key="torvo.sl2.i32.system.enum.screen.state" op="write" status=0 value=1)"));
+  EXPECT_THROW(set.power("off", 0), Refusal);
+}
+
+TEST_F(TheSet, HandsKeysToTheService) {
+  TvSet set(options, outlet);
+  EXPECT_THROW(set.pressKey("ENTER"), Refusal);
+  set.apps.registerApp("AirPlayBridge", ":1.1");
+  EXPECT_EQ(set.pressKey("enter"), 2U);
+  EXPECT_EQ(journalOf(folder).back(), R"(apm app="AirPlayBridge" code=28 id=2 op="onKeyEvent")");
+  EXPECT_THROW(set.pressKey("NO_SUCH"), Refusal);
+}
+
+TEST_F(TheSet, BringsTheApplicationBehindForwardWhenTheOneInFrontStops) {
+  options.standIns = folder.path();
+  std::filesystem::create_symlink("/bin/cat", folder.path("AirPlayApp"));
+  TvSet set(options, outlet);
+  set.settings.write("torvo.sl2.str.source.app.current", std::string("HDMI 1"), Writer::kBench);
+  const auto current = [&] {
+    return std::get<std::string>(*set.settings.find("torvo.sl2.str.source.app.current"));
+  };
+  set.bus.sendAsBench(0, false, {"AirPlayBridge", "am", {}, "start", "[AirPlayApp]"});
+  EXPECT_EQ(current(), "AirPlayApp");
+  set.bus.sendAsBench(0, false, {"AirPlayBridge", "am", {}, "backgm", "AirPlayApp"});
+  EXPECT_EQ(current(), "HDMI 1");
+  set.end();
 }
 
 TEST_F(TheSet, StartsStandInsUnlessToldOtherwise) {

@@ -20,10 +20,11 @@ TEST(Value, IsReadFromJsonOfItsKind) {
 
 TEST(Value, OfAnotherKindIsRefusedWithWhatIsAllowed) {
   const auto integer = [](const char* json) { return [=] { parseValue(Kind::kInteger, json); }; };
-  for (const char* json : {"\"3\"", "2.0", "2147483648", "true", "null", "[3]"})
+  for (const char* json : {"\"3\"", "2.0", "2147483648", "true", "null", "[3]"}) {
     EXPECT_THAT(integer(json), ThrowsMessage<std::invalid_argument>(
                                    "the value must be an integer of 32 bits, such as 3"))
         << json;
+  }
   EXPECT_THAT([] { parseValue(Kind::kText, "3"); },
               ThrowsMessage<std::invalid_argument>(
                   "the value must be a text in double quotes, such as \"TV\""));
@@ -36,10 +37,11 @@ TEST(Value, OfAnotherKindIsRefusedWithWhatIsAllowed) {
 
 TEST(Value, IsNotReadFromWhatIsNoJson) {
   for (const std::string& json :
-       {std::string("3 4"), std::string(""), std::string("{\"a\":1,\"a\":2}"),
-        std::string(5000, '['), std::string("3 // three")})
+       {std::string("3 4"), std::string(""), std::string(R"({"a":1,"a":2})"),
+        std::string(5000, '['), std::string("3 // three")}) {
     EXPECT_THAT([&] { parseJson(json); },
                 ThrowsMessage<std::invalid_argument>(HasSubstr("not JSON")));
+  }
 }
 
 TEST(Value, IsWrittenOnOneLineWithBadBytesReplaced) {

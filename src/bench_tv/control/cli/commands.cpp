@@ -16,6 +16,7 @@
 
 #include "control/bench_tv.h"
 #include "control/cli/event_text.h"
+#include "control/cli/session_commands.h"
 #include "control/journal.h"
 
 namespace benchtv {
@@ -60,7 +61,11 @@ Examples:
                  "Folder that keeps the settings; fresh ones unless given");
   CLI::Option* uptimeOption =
       up->add_option("--uptime", *uptime, "Seconds that the set has been up; 12 unless given")
-          ->check(CLI::NonNegativeNumber);
+          ->check([](const std::string& text) {
+            double seconds = 0;
+            const bool fits = CLI::detail::lexical_cast(text, seconds) && seconds >= 0;
+            return fits ? std::string() : "seconds from 0 on are needed, not " + text;
+          });
   up->add_flag("!--no-sandbox", options->sandbox, "Run in the open, on this machine's own paths");
   up->add_flag("!--no-service", options->startService, "Boot the set without the service");
   up->add_option("--service", options->service, "The service's program");
@@ -184,7 +189,7 @@ Json::Value parseValue(const Setting& setting, const std::string& text) {
     return text;
   }
   throw UsageError("\"" + text + "\" is no value for " + setting.key + ": it takes " +
-                   (setting.kind == "i32" ? "a whole number" : "a list like [\"a\",\"b\"]"));
+                   (setting.kind == "i32" ? "a whole number" : R"(a list like ["a","b"])"));
 }
 
 void addSettings(CLI::App& app, const std::string& name) {
@@ -328,7 +333,7 @@ void addProcesses(CLI::App& app, const std::string& name) {
   process->require_subcommand(1);
   process->footer(
       R"(bus, set and service are known by these names too. What dies stays dead until it is started
-again; the helper processes are started by the application manager: benchtv bus send am start mdnsd
+again: bus, set and service by the keeper, the others by the set.
 
 Examples:
   benchtv process kill airplaydemo
@@ -364,9 +369,18 @@ Examples:
     }
   });
 
-  CLI::App* start = process->add_subcommand("start", "Start bus, set or service again");
-  start->add_option("role", *who)->required()->check(CLI::IsMember({"bus", "set", "service"}));
-  start->callback([=, &name] { BenchTv::find(name).startRole(*who); });
+  CLI::App* start = process->add_subcommand("start", "Start what has ended again");
+  start->add_option("name", *who)
+      ->required()
+      ->check(CLI::IsMember({"bus", "set", "service", "mdnsd", "airplaydemo", "launcher"}));
+  start->callback([=, &name] {
+    const BenchTv tv = BenchTv::find(name);
+    if (*who == "bus" || *who == "set" || *who == "service") {
+      tv.startRole(*who);
+    } else {
+      tv.control().startProcess(*who);
+    }
+  });
 }
 
 void addMarkers(CLI::App& app, const std::string& name) {
@@ -457,7 +471,10 @@ void addEvents(CLI::App& app, const std::string& name) {
   auto kind = std::make_shared<std::string>();
   CLI::App* events =
       app.add_subcommand("events", "The journal: what happened on the set, in order");
-  events->footer(R"(Examples:
+  events->footer(
+      R"(Without --follow also of a television that is down: its journal stays until the next up.
+
+Examples:
   benchtv events --kind bus
   benchtv events --follow --json
 )");
@@ -466,7 +483,6 @@ void addEvents(CLI::App& app, const std::string& name) {
   events->add_option("--after", *after, "Only those after this number");
   events->add_option("--kind", *kind, "setting, bus, apm, process, key, log, fault, ...");
   events->callback([=, &name] {
-    const BenchTv tv = BenchTv::find(name);
     const auto show = [&](const Json::Value& event) {
       if (kind->empty() || event["kind"] == *kind) {
         printEvent(event, *json);
@@ -474,10 +490,10 @@ void addEvents(CLI::App& app, const std::string& name) {
       return true;
     };
     if (*follow) {
-      tv.follow(*after, show);
+      BenchTv::find(name).follow(*after, show);
       return;
     }
-    for (const Json::Value& event : tv.events(*after)) {
+    for (const Json::Value& event : BenchTv::eventsOfRun(name, *after)) {
       (void)show(event);
     }
   });
@@ -526,6 +542,7 @@ void addCommands(CLI::App& app, const std::string& name) {
   addProcesses(app, name);
   addMarkers(app, name);
   addFaults(app, name);
+  addSessionCommands(app, name);
   addEvents(app, name);
   addWait(app, name);
 }

@@ -4,6 +4,7 @@
 #include <sys/types.h>
 
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -16,9 +17,10 @@ class ChildProgram {
   ChildProgram(std::string role, std::vector<std::string> command, std::filesystem::path log);
 
   // Starts it. |listening| is -1 or a socket that the program gets as its file descriptor 3, in the
-  // way of systemd's socket activation. Throws std::runtime_error when it runs already or cannot be
-  // executed.
-  void start(int listening = -1);
+  // way of systemd's socket activation. |announce| is called with its pid before it is executed, so
+  // before it can do anything. Throws std::runtime_error when it runs already or cannot be
+  // executed; in the latter case it has been announced, and counts as ended with status 127.
+  void start(int listening, const std::function<void(pid_t)>& announce);
 
   // To be told of every process that was reaped. |waitStatus| as from waitpid(). True if it was
   // this.
@@ -33,7 +35,7 @@ class ChildProgram {
   std::optional<int> ended() const { return status; }
 
  private:
-  [[noreturn]] void become(int listening, int failure) const;
+  [[noreturn]] void become(int listening, int go, int failure) const;
 
   std::string name;
   std::vector<std::string> arguments;

@@ -2,7 +2,6 @@
 
 #include <bus_protocol/bus_names.h>
 #include <poll.h>
-#include <signal.h>
 #include <sys/eventfd.h>
 #include <sys/prctl.h>
 #include <sys/signalfd.h>
@@ -12,6 +11,8 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
 #include <system_error>
@@ -27,12 +28,15 @@ using namespace std::chrono_literals;
 
 constexpr int kPatienceMillis = 2000;  // from the request to end to the end by force
 constexpr auto kFlush = 500ms;
+constexpr auto kFlushBeforeStart = 100ms;
 constexpr std::size_t kLongestCommand = 1024;
 
 FileDescriptor signalsOf(std::initializer_list<int> numbers) {
   sigset_t wanted;
   sigemptyset(&wanted);
-  for (int number : numbers) sigaddset(&wanted, number);
+  for (int number : numbers) {
+    sigaddset(&wanted, number);
+  }
   sigprocmask(SIG_BLOCK, &wanted, nullptr);
   return FileDescriptor(signalfd(-1, &wanted, SFD_CLOEXEC | SFD_NONBLOCK));
 }
@@ -60,7 +64,9 @@ void Keeper::run() {
   if (options.bus == BusKind::kBroker) {
     // The launcher is a client of the bus that it launches.
     setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
-    if (options.privateRun) systemLog = offerSystemLog();
+    if (options.privateRun) {
+      systemLog = offerSystemLog();
+    }
   }
   writeBusConfiguration(options.run);
   listener = boundSocket(options.run.keeperSocket(), SOCK_STREAM);
@@ -71,37 +77,79 @@ void Keeper::run() {
   while (!down) {
     std::vector<pollfd> readable{
         {signals.get(), POLLIN, 0}, {setReachable.get(), POLLIN, 0}, {listener.get(), POLLIN, 0}};
-    for (const auto& [descriptor, client] : clients) readable.push_back({descriptor, POLLIN, 0});
-    if (poll(readable.data(), readable.size(), -1) < 0) continue;
+    for (const auto& [descriptor, client] : clients) {
+      readable.push_back({descriptor, POLLIN, 0});
+    }
+    if (poll(readable.data(), readable.size(), -1) < 0) {
+      continue;
+    }
 
-    if (readable[0].revents != 0) reap();
+    if (readable[0].revents != 0) {
+      reap();
+    }
     if (readable[1].revents != 0) {
       // The set has answered: what it serves is there from the service's first call on.
       std::uint64_t count = 0;
       (void)!read(setReachable.get(), &count, sizeof(count));
-      if (!options.serviceCommand.empty()) start(service);
+      if (!options.serviceCommand.empty()) {
+        startService();
+      }
     }
-    if (readable[2].revents != 0) acceptClient();
+    if (readable[2].revents != 0) {
+      acceptClient();
+    }
     for (std::size_t i = 3; i < readable.size() && !down; ++i) {
-      if (readable[i].revents != 0) serve(clients.at(readable[i].fd));
+      if (readable[i].revents != 0) {
+        serve(clients.at(readable[i].fd));
+      }
     }
   }
-  if (!takenDown) takeDown();
+  if (!takenDown) {
+    takeDown();
+  }
 }
 
 void Keeper::start(ChildProgram& program) {
   // The keeper's copy of the bus's socket closes on return: when the bus has ended, nobody listens.
   FileDescriptor listening;
-  if (&program == &bus && !bus.runs()) listening = listenForBus(options.run);
-  program.start(listening.get());
-  if (&program == &set) return;  // it writes of its own start itself
-  notes->note("process", {{"op", jsonText("start")},
-                          {"name", jsonText(program.role())},
-                          {"pid", std::to_string(program.pid())}});
+  if (&program == &bus && !bus.runs()) {
+    listening = listenForBus(options.run);
+  }
+  pid_t announced = 0;
+  const auto announce = [this, &program, &announced](pid_t pid) {
+    announced = pid;
+    notes->note("process", {{"op", jsonText("start")},
+                            {"name", jsonText(program.role())},
+                            {"pid", std::to_string(pid)}});
+    // So that the journal has the service's start before its first line. Without a set to take the
+    // note it starts all the same.
+    if (&program == &service) {
+      (void)notes->flush(kFlushBeforeStart);
+    }
+  };
+  try {
+    program.start(listening.get(), announce);
+  } catch (const std::exception&) {
+    if (announced != 0) {
+      noteEnd(program, announced, true);
+    }
+    throw;
+  }
+}
+
+void Keeper::startService() {
+  try {
+    start(service);
+  } catch (const std::exception& why) {
+    // As if it had ended at once: the set stays up to be looked at.
+    std::fprintf(stderr, "benchtv_keeper: %s\n", why.what());
+  }
 }
 
 void Keeper::stop(ChildProgram& program) {
-  if (!program.runs()) return;
+  if (!program.runs()) {
+    return;
+  }
   stopping = &program;
   kill(program.pid(), SIGTERM);
   kill(program.pid(), SIGCONT);
@@ -118,7 +166,9 @@ void Keeper::waitForEnd(const ChildProgram& program, int milliseconds) {
   for (reap(); program.runs(); reap()) {
     const auto left =
         std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-    if (left <= 0ms) return;
+    if (left <= 0ms) {
+      return;
+    }
     pollfd signalled{signals.get(), POLLIN, 0};
     poll(&signalled, 1, static_cast<int>(left.count()));
   }
@@ -127,29 +177,34 @@ void Keeper::waitForEnd(const ChildProgram& program, int milliseconds) {
 void Keeper::reap() {
   signalfd_siginfo signalled{};
   while (read(signals.get(), &signalled, sizeof(signalled)) == sizeof(signalled)) {
-    if (signalled.ssi_signo != SIGCHLD) down = true;
+    if (signalled.ssi_signo != SIGCHLD) {
+      down = true;
+    }
   }
 
   int status = 0;
   for (pid_t pid; (pid = waitpid(-1, &status, WNOHANG)) > 0;) {
     for (ChildProgram* program : {&bus, &set, &service}) {
-      if (program->reaped(pid, status)) noteEnd(*program, pid, program == stopping);
+      if (program->reaped(pid, status)) {
+        noteEnd(*program, pid, program == stopping);
+      }
     }
   }
 }
 
 void Keeper::noteEnd(const ChildProgram& program, pid_t pid, bool wanted) {
   const int status = *program.ended();
-  if (&program != &set)
-    notes->note("process", {{"op", jsonText("end")},
-                            {"name", jsonText(program.role())},
-                            {"pid", std::to_string(pid)},
-                            {"status", std::to_string(status)}});
+  notes->note("process", {{"op", jsonText("end")},
+                          {"name", jsonText(program.role())},
+                          {"pid", std::to_string(pid)},
+                          {"status", std::to_string(status)}});
 
   // The service may end as it likes, and a person or test may end anything. But bus and set have no
   // reason of their own to.
   const bool byHand = status == 0 || status == -SIGKILL || status == -SIGTERM || status == -SIGINT;
-  if (&program == &service || wanted || byHand) return;
+  if (&program == &service || wanted || byHand) {
+    return;
+  }
   const std::string text = "the " + program.role() + " " + endText(status) + ": see " +
                            options.run.log(program.role()).native();
   notes->note("error", {{"source", jsonText("keeper")}, {"text", jsonText(text)}});
@@ -158,7 +213,9 @@ void Keeper::noteEnd(const ChildProgram& program, pid_t pid, bool wanted) {
 
 void Keeper::acceptClient() {
   FileDescriptor socket(accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-  if (!socket.isOpen()) return;
+  if (!socket.isOpen()) {
+    return;
+  }
   const int descriptor = socket.get();
   clients[descriptor] = Client{std::move(socket), ""};
 }
@@ -168,7 +225,9 @@ void Keeper::serve(Client& client) {
   std::array<char, 1024> part;
   const ssize_t got = recv(descriptor, part.data(), part.size(), 0);
   if (got <= 0 || client.unread.size() > kLongestCommand) {
-    if (got == 0 || (errno != EAGAIN && errno != EINTR)) clients.erase(descriptor);
+    if (got == 0 || (errno != EAGAIN && errno != EINTR)) {
+      clients.erase(descriptor);
+    }
     return;
   }
 
@@ -186,7 +245,9 @@ std::string Keeper::answer(const std::string& command) {
     const std::size_t blank = command.find(' ');
     const std::string verb = command.substr(0, blank);
     const std::string role = blank == std::string::npos ? "" : command.substr(blank + 1);
-    if (verb == "down") return takeDown();
+    if (verb == "down") {
+      return takeDown();
+    }
     if (verb == "start") {
       start(programOf(role));
       return "ok";
@@ -197,7 +258,9 @@ std::string Keeper::answer(const std::string& command) {
     }
     if (verb == "state") {
       const ChildProgram& program = programOf(role);
-      if (program.runs()) return "ok running " + std::to_string(program.pid());
+      if (program.runs()) {
+        return "ok running " + std::to_string(program.pid());
+      }
       return program.ended() ? "ok ended " + std::to_string(*program.ended()) : "ok not started";
     }
     return "error: the keeper knows start, stop, state and down, and not \"" + verb + "\"";
@@ -211,7 +274,9 @@ std::string Keeper::takeDown() {
   takenDown = true;
   // The set last but one, so that the journal has how the service ended.
   stop(service);
-  if (set.runs() && bus.runs() && notes->flush(kFlush)) unreported.clear();
+  if (set.runs() && bus.runs() && notes->flush(kFlush)) {
+    unreported.clear();
+  }
   stop(set);
   stop(bus);
   killAll();
@@ -223,15 +288,21 @@ void Keeper::killAll() {
   // is high.
   while (true) {
     for (const ProcessInfo& process : processTree(getpid())) {
-      if (process.pid != getpid()) kill(process.pid, SIGKILL);
+      if (process.pid != getpid()) {
+        kill(process.pid, SIGKILL);
+      }
     }
-    if (waitpid(-1, nullptr, 0) < 0 && errno == ECHILD) return;
+    if (waitpid(-1, nullptr, 0) < 0 && errno == ECHILD) {
+      return;
+    }
   }
 }
 
 ChildProgram& Keeper::programOf(const std::string& role) {
   for (ChildProgram* program : {&bus, &set, &service}) {
-    if (program->role() == role) return *program;
+    if (program->role() == role) {
+      return *program;
+    }
   }
   throw std::runtime_error("\"" + role + "\" is none of bus, set and service");
 }

@@ -14,7 +14,8 @@
 
 namespace benchtv {
 
-// One thread, but for the one of NoteWriter. It restarts nothing by itself.
+// One thread, but for the one of NoteWriter. It restarts nothing by itself. It cannot be destroyed:
+// the process ends by _Exit.
 //
 // Commands on keeper.sock, one a line, each answered by one line:
 //
@@ -45,6 +46,7 @@ class Keeper {
   };
 
   void start(ChildProgram& program);
+  void startService();
   void stop(ChildProgram& program);
   void reap();
   void noteEnd(const ChildProgram& program, pid_t pid, bool wanted);

@@ -1,8 +1,8 @@
 // benchtv_keeper: the first process of a bench TV. People start it by "benchtv up".
-#include <signal.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 
@@ -32,11 +32,14 @@ int main(int argc, char** argv) {
   options.bus = busName == "broker" ? benchtv::BusKind::kBroker : benchtv::BusKind::kDaemon;
   options.setCommand = setCommand;
   options.privateRun = privateRun;
-  if (!service.empty()) options.serviceCommand = {service};
+  if (!service.empty()) {
+    options.serviceCommand = {service};
+  }
 
   int status = EXIT_SUCCESS;
+  benchtv::Keeper keeper(options);
   try {
-    benchtv::Keeper(options).run();
+    keeper.run();
   } catch (const std::exception& why) {
     std::fprintf(stderr, "benchtv_keeper: %s\n", why.what());
     status = EXIT_FAILURE;

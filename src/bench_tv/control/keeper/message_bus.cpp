@@ -58,7 +58,9 @@ void writeBusConfiguration(const RunFolder& run) {
   std::ofstream out(run.busConfiguration());
   out << kConfiguration;
   out.close();
-  if (!out) throw std::runtime_error("cannot write " + run.busConfiguration().native());
+  if (!out) {
+    throw std::runtime_error("cannot write " + run.busConfiguration().native());
+  }
 }
 
 FileDescriptor listenForBus(const RunFolder& run) {
@@ -66,7 +68,9 @@ FileDescriptor listenForBus(const RunFolder& run) {
 }
 
 FileDescriptor offerSystemLog() {
-  if (std::filesystem::exists(kSystemLog)) return FileDescriptor();
+  if (std::filesystem::exists(kSystemLog)) {
+    return {};
+  }
   std::filesystem::create_directories(std::filesystem::path(kSystemLog).parent_path());
   return boundSocket(kSystemLog, SOCK_DGRAM);
 }
@@ -74,8 +78,9 @@ FileDescriptor offerSystemLog() {
 FileDescriptor boundSocket(const std::string& path, int type) {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
-  if (path.size() >= sizeof(address.sun_path))
+  if (path.size() >= sizeof(address.sun_path)) {
     throw std::system_error(ENAMETOOLONG, std::generic_category(), path);
+  }
   std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
 
   std::error_code notThere;
@@ -83,8 +88,9 @@ FileDescriptor boundSocket(const std::string& path, int type) {
   FileDescriptor socket(::socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
   if (!socket.isOpen() ||
       bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0 ||
-      (type == SOCK_STREAM && listen(socket.get(), SOMAXCONN) != 0))
+      (type == SOCK_STREAM && listen(socket.get(), SOMAXCONN) != 0)) {
     throw std::system_error(errno, std::generic_category(), "cannot listen on " + path);
+  }
   return socket;
 }
 

@@ -28,18 +28,17 @@ class Control final : public sdbus::ProxyInterfaces<::tv::benchtv::Control1_prox
 
 // True when the set has the note, or never will.
 bool isSettled(const sdbus::Error& error) {
-  static constexpr const char* kNobodyThere[] = {"org.freedesktop.DBus.Error.ServiceUnknown",
-                                                 "org.freedesktop.DBus.Error.NameHasNoOwner",
-                                                 "org.freedesktop.DBus.Error.Disconnected",
-                                                 "org.freedesktop.DBus.Error.NoReply",
-                                                 "org.freedesktop.DBus.Error.UnknownObject",
-                                                 "System.Error.ENOTCONN",
-                                                 "System.Error.ECONNRESET",
-                                                 "System.Error.EPIPE"};
+  static constexpr const char* kNobodyThere[] = {
+      "org.freedesktop.DBus.Error.ServiceUnknown", "org.freedesktop.DBus.Error.NameHasNoOwner",
+      "org.freedesktop.DBus.Error.Disconnected", "org.freedesktop.DBus.Error.NoReply",
+      "org.freedesktop.DBus.Error.UnknownObject"};
   for (const char* name : kNobodyThere) {
-    if (error.getName() == name) return false;
+    if (error.getName() == name) {
+      return false;
+    }
   }
-  return true;
+  static constexpr std::string_view kOfTheConnection = "System.Error.";
+  return error.getName().compare(0, kOfTheConnection.size(), kOfTheConnection) != 0;
 }
 
 }  // namespace
@@ -76,30 +75,34 @@ void NoteWriter::run() {
   }
 }
 
-// Hands over notes until there are none left or the set is gone.
+// Hands over notes as they come, until the set or the bus is gone. The connection stays, so that a
+// note is in the journal before what the process that it is about can do.
 void NoteWriter::deliver() {
   const auto connection = sdbus::createSessionBusConnectionWithAddress(address);
   connection->setMethodCallTimeout(kAnswer);
   Control control(*connection);
 
   std::unique_lock lock(mutex);
-  while (!queue.empty()) {
+  while (true) {
+    changed.wait(lock, [this] { return !queue.empty(); });
     const Note note = queue.front();
     lock.unlock();
     try {
       control.Note(note.kind, note.fields);
     } catch (const sdbus::Error& error) {
-      if (!isSettled(error)) return;
+      if (!isSettled(error)) {
+        return;
+      }
       std::fprintf(stderr, "the set did not take a note of kind %s: %s: %s\n", note.kind.c_str(),
                    error.getName().c_str(), error.getMessage().c_str());
-    }
-    if (!std::exchange(reachable, true)) {
-      const std::uint64_t one = 1;
-      (void)!write(reachableEvent, &one, sizeof(one));
     }
     lock.lock();
     queue.pop_front();
     changed.notify_all();
+    if (queue.empty() && !std::exchange(reachable, true)) {
+      const std::uint64_t one = 1;
+      (void)!write(reachableEvent, &one, sizeof(one));
+    }
   }
 }
 

@@ -13,12 +13,14 @@
 namespace benchtv {
 
 // Never blocks the keeper: notes wait in a queue, and a thread hands them to the set in order, as
-// soon as there is a set. Those that no set took are lost with the keeper.
+// soon as there is a set. Those that no set took are lost with the keeper. The thread has no end,
+// so the object must not have one either.
 class NoteWriter {
  public:
   using Fields = std::map<std::string, std::string>;  // field name to value as JSON
 
-  // |whenReachable| is an eventfd that is raised when the set has answered for the first time.
+  // |whenReachable| is an eventfd that is raised when the set has taken all notes for the first
+  // time.
   NoteWriter(std::string busAddress, int whenReachable);
 
   void note(std::string kind, Fields fields);
