@@ -196,9 +196,9 @@ std::uint64_t BenchTv::lastSeq() const {
   return all.empty() ? 0 : seqOf(all.back());
 }
 
-Json::Value BenchTv::waitFor(const Expression& expression, std::chrono::milliseconds limit,
+Json::Value BenchTv::waitFor(const Expression& expression, std::chrono::milliseconds patience,
                              std::uint64_t after) const {
-  const auto deadline = Clock::now() + limit;
+  const auto deadline = Clock::now() + patience;
   const KeeperLink link = linkTo(run, tvName);
   Journal journal(run.journal());
   std::size_t looked = 0;
@@ -219,7 +219,7 @@ Json::Value BenchTv::waitFor(const Expression& expression, std::chrono::millisec
       throw std::runtime_error(what + ", then the bench TV went down");
     }
     if (!inTime) {
-      throw TimedOut(what + " in " + std::to_string(limit.count()) + " ms");
+      throw TimedOut(what + " in " + std::to_string(patience.count()) + " ms");
     }
     const Journal::Wake wake = journal.waitForMore(deadline, link.descriptor());
     up = wake != Journal::Wake::kOtherReadable;

@@ -82,7 +82,7 @@ class BenchTv {
   ControlLink control() const { return ControlLink(run); }
 
   // The phones are "airplaydemo", the TV's UI is "launcher".
-  StandInLink standIn(const std::string& process) const { return StandInLink(run, process); }
+  StandInLink standIn(const std::string& process) const { return {run, process}; }
 
   // The journal from |after| on, without that event itself.
   std::vector<Json::Value> events(std::uint64_t after = 0) const;
@@ -92,7 +92,7 @@ class BenchTv {
 
   // The first event after |after| that is as |expression| says; it may be there already. Throws
   // TimedOut, or std::runtime_error when the bench TV goes down meanwhile.
-  Json::Value waitFor(const Expression& expression, std::chrono::milliseconds timeout,
+  Json::Value waitFor(const Expression& expression, std::chrono::milliseconds patience,
                       std::uint64_t after = 0) const;
 
   // Hands |each| the events after |after|, then those that come, until it returns false or the

@@ -10,12 +10,13 @@
 #include <climits>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 
 #include "model/journal_line.h"
 
 namespace benchtv {
 
-Journal::Journal(const std::filesystem::path& where) : path(where) {
+Journal::Journal(std::filesystem::path where) : path(std::move(where)) {
   // Watched before the first read, so that nothing can be appended unseen. The folder and not the
   // file, which may not exist yet.
   watch = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);

@@ -15,7 +15,7 @@ namespace benchtv {
 class Journal {
  public:
   // The file need not exist yet, its folder must. Throws std::runtime_error.
-  explicit Journal(const std::filesystem::path& file);
+  explicit Journal(std::filesystem::path where);
   ~Journal();
   Journal(const Journal&) = delete;
   Journal& operator=(const Journal&) = delete;

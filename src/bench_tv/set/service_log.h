@@ -24,7 +24,7 @@ class LogTail {
   static constexpr std::size_t kLongestLine = 64 * 1024;
 
   // Makes the file when it is not there. Throws Refusal.
-  explicit LogTail(const std::filesystem::path& file);
+  explicit LogTail(const std::filesystem::path& path);
 
   const std::filesystem::path& path() const { return file; }
 

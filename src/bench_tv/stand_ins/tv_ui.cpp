@@ -155,7 +155,7 @@ std::string TvUi::takeRequest(const std::string& session) {
     throw StandInRefusal("no phone waits for an answer: phone connect, then this");
   }
   if (session.empty()) {
-    const std::string oldest = requests.front();
+    std::string oldest = requests.front();
     requests.pop_front();
     return oldest;
   }

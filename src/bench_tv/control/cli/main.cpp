@@ -34,16 +34,14 @@ int failWith(ExitStatus status, const std::exception& error) {
 
 int main(int argc, char** argv) {
   CLI::App app{kDescription, "benchtv"};
-  app.footer(kFooter);
-  app.require_subcommand(1);
-  app.fallthrough();
-
   std::string name = "tv";
-  app.add_option("--name", name, "Which bench TV; several can be up at once")
-      ->capture_default_str();
-  benchtv::addCommands(app, name);
-
   try {
+    app.footer(kFooter);
+    app.require_subcommand(1);
+    app.fallthrough();
+    app.add_option("--name", name, "Which bench TV; several can be up at once")
+        ->capture_default_str();
+    benchtv::addCommands(app, name);
     app.parse(argc, argv);
     return kDone;
   } catch (const CLI::Success& help) {

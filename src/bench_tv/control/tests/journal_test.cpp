@@ -32,7 +32,10 @@ class AJournal : public ::testing::Test {
 
   static std::vector<std::uint64_t> numbers(const std::vector<Json::Value>& events) {
     std::vector<std::uint64_t> all;
-    for (const Json::Value& event : events) all.push_back(seqOf(event));
+    all.reserve(events.size());
+    for (const Json::Value& event : events) {
+      all.push_back(seqOf(event));
+    }
     return all;
   }
 
